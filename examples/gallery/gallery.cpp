@@ -1,0 +1,202 @@
+// The gallery: renders every scene into <out>/gallery/*.png and writes
+// <out>/index.html, a page that shows them with captions. Uses only the
+// public headers.
+
+#include <Graphics/Graphics.h>
+#include <Graphics/RenderTarget.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+using namespace Graphics;
+
+namespace {
+
+struct Entry {
+    std::string section;
+    std::string file;
+    std::string caption;
+};
+
+std::string g_Out;
+std::vector<Entry> g_Entries;
+
+std::wstring Wide(const std::string& s) { return std::wstring(s.begin(), s.end()); }
+
+// Saves a bitmap for the page. The PNG writer reads premultiplied words, so
+// anything else is first converted to ARGB8p.
+void Show(const std::string& section, const std::string& name, std::shared_ptr<Bitmap> bitmap,
+          const std::string& caption) {
+    std::shared_ptr<Bitmap> shown = bitmap;
+    if (bitmap->GetPixelFormat() != PixelFormat::ARGB8p) {
+        shown = std::make_shared<Bitmap>(bitmap->GetSize(), PixelFormat::ARGB8p, bitmap->GetDpiX(), bitmap->GetDpiY());
+        shown->CopyFromBitmap(nullptr, bitmap, nullptr);
+    }
+    const std::string file = "gallery/" + name + ".png";
+    shown->SaveToFile(Wide(g_Out + "/" + file));
+    g_Entries.push_back({section, file, caption});
+}
+
+// A colourful test picture in ARGB8p: a hue sweep, a gray ramp, and a
+// translucent disc.
+std::shared_ptr<Bitmap> MakePicture(int w, int h) {
+    auto bitmap = std::make_shared<Bitmap>(Size<int>(w, h), PixelFormat::ARGB8, 96.0f, 96.0f);
+    LockedData l = bitmap->Lock(nullptr, LockMode::Write);
+    for (int y = 0; y < h; ++y) {
+        unsigned int* row = reinterpret_cast<unsigned int*>(static_cast<unsigned char*>(l.data) + l.stride * y);
+        for (int x = 0; x < w; ++x) {
+            const float hue = 6.0f * x / w;
+            const float v = 1.0f - 0.8f * y / h;
+            float r = std::fabs(hue - 3.0f) - 1.0f, g = 2.0f - std::fabs(hue - 2.0f), b = 2.0f - std::fabs(hue - 4.0f);
+            r = std::fmin(std::fmax(r, 0.0f), 1.0f) * v;
+            g = std::fmin(std::fmax(g, 0.0f), 1.0f) * v;
+            b = std::fmin(std::fmax(b, 0.0f), 1.0f) * v;
+            float a = 1.0f;
+            if (y > h * 3 / 4) r = g = b = static_cast<float>(x) / w;  // gray ramp
+            const float dx = x - w * 0.7f, dy = y - h * 0.4f;
+            const float d = std::sqrt(dx * dx + dy * dy);
+            if (d < h * 0.3f) {
+                a = 0.25f + 0.75f * d / (h * 0.3f);  // translucent towards the centre
+            }
+            row[x] = Color(r, g, b, a).ToARGB();
+        }
+    }
+    bitmap->Unlock();
+    auto premultiplied = std::make_shared<Bitmap>(Size<int>(w, h), PixelFormat::ARGB8p, 96.0f, 96.0f);
+    premultiplied->CopyFromBitmap(nullptr, bitmap, nullptr);
+    return premultiplied;
+}
+
+void SceneClears() {
+    const char* section = "Clears";
+    struct Case {
+        PixelFormat::Enum format;
+        const char* name;
+        unsigned int color;
+        const char* caption;
+    } cases[] = {
+        {PixelFormat::ARGB8p, "clear_argb8p", 0xFF2060A0u,
+         "ARGB8p: opaque 0xFF2060A0, written straight into the bitmap's pixels."},
+        {PixelFormat::ARGB8p, "clear_argb8p_translucent", 0x80FF8000u,
+         "ARGB8p: translucent 0x80FF8000, stored premultiplied as 0x80804000."},
+        {PixelFormat::XRGB8, "clear_xrgb8", 0xFF40A040u, "XRGB8: 0xFF40A040, the top byte written as 255."},
+        {PixelFormat::RGB8, "clear_rgb8", 0xFFC03030u,
+         "RGB8: painted through a premultiplied copy that reaches the bitmap at EndPaint."},
+    };
+    for (const Case& c : cases) {
+        auto bitmap = std::make_shared<Bitmap>(Size<int>(160, 100), c.format, 96.0f, 96.0f);
+        BitmapRenderTarget target(bitmap);
+        target.BeginPaint();
+        target.Clear(c.color);
+        target.EndPaint();
+        Show(section, c.name, bitmap, c.caption);
+    }
+}
+
+void SceneConversions() {
+    const char* section = "One picture through every format";
+    auto picture = MakePicture(240, 120);
+    Show(section, "convert_source", picture, "The source picture in ARGB8p.");
+
+    unsigned int gray[256];
+    for (unsigned int i = 0; i < 256; ++i) gray[i] = 0xFF000000u | (i << 16) | (i << 8) | i;
+    const unsigned int duo[2] = {0xFF1B2A49u, 0xFFF2C14Eu};
+    struct Case {
+        PixelFormat::Enum format;
+        const char* name;
+        const char* caption;
+        std::shared_ptr<Palette> palette;
+    } cases[] = {
+        {PixelFormat::ARGB8, "convert_argb8", "ARGB8: unpremultiplied and back; alpha kept.", nullptr},
+        {PixelFormat::XRGB8, "convert_xrgb8", "XRGB8: unpremultiplied colour, alpha dropped.", nullptr},
+        {PixelFormat::RGB8, "convert_rgb8", "RGB8: three bytes a pixel, alpha dropped.", nullptr},
+        {PixelFormat::A8, "convert_a8", "A8: alpha only, shown as white with that alpha.", nullptr},
+        {PixelFormat::L8, "convert_l8", "L8: gray (77 R + 151 G + 28 B) / 256.", nullptr},
+        {PixelFormat::P8, "convert_p8", "P8: the gray level as index into a gray palette.",
+         std::make_shared<Palette>(gray, 256)},
+        {PixelFormat::A1, "convert_a1", "A1: set wherever alpha is not 0.", nullptr},
+        {PixelFormat::L1, "convert_l1", "L1: gray threshold above 128.", nullptr},
+        {PixelFormat::P1, "convert_p1", "P1: the same threshold as index into a two-colour palette.",
+         std::make_shared<Palette>(duo, 2)},
+    };
+    for (const Case& c : cases) {
+        auto converted = std::make_shared<Bitmap>(picture->GetSize(), c.format, 96.0f, 96.0f);
+        converted->CopyFromBitmap(nullptr, picture, nullptr);
+        if (c.palette) converted->SetPalette(c.palette);
+        Show(section, c.name, converted, c.caption);
+    }
+}
+
+void SceneFiles() {
+    const char* section = "Saved and reloaded";
+    auto picture = MakePicture(240, 120);
+    const char* types[] = {"png", "jpeg", "bmp", "tiff"};
+    for (const char* type : types) {
+        const std::string file = g_Out + "/gallery/picture." + type;
+        picture->SaveToFile(Wide(file));
+        auto loaded = Bitmap::LoadFromFile(Wide(file));
+        std::ostringstream caption;
+        std::ifstream in(file, std::ios::binary | std::ios::ate);
+        caption << "Saved as " << type << " (" << static_cast<long>(in.tellg()) << " bytes) and loaded back as "
+                << (loaded->GetPixelFormat() == PixelFormat::ARGB8 ? "ARGB8" : "?") << ", "
+                << loaded->GetSize().width << " x " << loaded->GetSize().height << " at " << loaded->GetDpiX()
+                << " dpi.";
+        Show(section, std::string("file_") + type, loaded, caption.str());
+    }
+}
+
+void WritePage() {
+    std::ofstream page(g_Out + "/index.html");
+    page << "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>Graphics gallery</title>\n"
+         << "<style>body{font-family:sans-serif;margin:2em;background:#eee}"
+         << "figure{display:inline-block;margin:0.5em;vertical-align:top;max-width:260px}"
+         << "img{background:repeating-conic-gradient(#ccc 0 25%,#fff 0 50%) 0 0/16px 16px;"
+         << "border:1px solid #999;image-rendering:pixelated}"
+         << "figcaption{font-size:0.85em}</style></head><body>\n<h1>Graphics gallery</h1>\n";
+    std::string current;
+    for (const Entry& e : g_Entries) {
+        if (e.section != current) {
+            current = e.section;
+            page << "<h2>" << current << "</h2>\n";
+        }
+        page << "<figure><img src=\"" << e.file << "\" alt=\"" << e.file << "\"><figcaption>" << e.caption
+             << "</figcaption></figure>\n";
+    }
+    page << "</body></html>\n";
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    g_Out = argc > 1 ? argv[1] : "out";
+    RuntimeParameters requested, actual;
+    requested.mode = RuntimeMode::Software;
+    Startup(requested, &actual);
+    int status = 0;
+    const std::vector<std::pair<const char*, std::function<void()>>> scenes = {
+        {"clears", SceneClears},
+        {"conversions", SceneConversions},
+        {"files", SceneFiles},
+    };
+    for (const auto& scene : scenes) {
+        try {
+            scene.second();
+        } catch (const Exception& e) {
+            std::cerr << "gallery: scene " << scene.first << " failed: " << e.what() << "\n";
+            status = 1;
+        }
+    }
+    WritePage();
+    Shutdown();
+    std::cout << "gallery: " << g_Entries.size() << " pictures in " << g_Out << "/gallery, page " << g_Out
+              << "/index.html\n";
+    return status;
+}
