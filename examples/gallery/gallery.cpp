@@ -3,6 +3,7 @@
 // public headers.
 
 #include <Graphics/Graphics.h>
+#include <Graphics/Rasterizer.h>
 #include <Graphics/RenderTarget.h>
 
 #include <cmath>
@@ -24,6 +25,7 @@ struct Entry {
     std::string section;
     std::string file;
     std::string caption;
+    int displayWidth;  // 0: natural size
 };
 
 std::string g_Out;
@@ -34,7 +36,7 @@ std::wstring Wide(const std::string& s) { return std::wstring(s.begin(), s.end()
 // Saves a bitmap for the page. The PNG writer reads premultiplied words, so
 // anything else is first converted to ARGB8p.
 void Show(const std::string& section, const std::string& name, std::shared_ptr<Bitmap> bitmap,
-          const std::string& caption) {
+          const std::string& caption, int displayWidth = 0) {
     std::shared_ptr<Bitmap> shown = bitmap;
     if (bitmap->GetPixelFormat() != PixelFormat::ARGB8p) {
         shown = std::make_shared<Bitmap>(bitmap->GetSize(), PixelFormat::ARGB8p, bitmap->GetDpiX(), bitmap->GetDpiY());
@@ -42,7 +44,7 @@ void Show(const std::string& section, const std::string& name, std::shared_ptr<B
     }
     const std::string file = "gallery/" + name + ".png";
     shown->SaveToFile(Wide(g_Out + "/" + file));
-    g_Entries.push_back({section, file, caption});
+    g_Entries.push_back({section, file, caption, displayWidth});
 }
 
 // A colourful test picture in ARGB8p: a hue sweep, a gray ramp, and a
@@ -153,6 +155,93 @@ void SceneFiles() {
     }
 }
 
+// Writes coverage as gray levels into an ARGB8p bitmap: 64 (full) is white.
+class CoverageMapSink : public RasterizationSink {
+public:
+    explicit CoverageMapSink(std::shared_ptr<Bitmap> b) : bitmap(std::move(b)) {}
+
+    void AddCoverage(int y, std::shared_ptr<CoverageBuffer> buffer) override {
+        const Size<int> size = bitmap->GetSize();
+        if (y < 0 || y >= size.height) return;
+        for (const CoverageBuffer::Span* s = buffer->GetHead(); s->next; s = s->next) {
+            if (!s->coverage) continue;
+            const int x0 = s->x < 0 ? 0 : s->x;
+            const int x1 = s->next->x > size.width ? size.width : s->next->x;
+            for (int x = x0; x < x1; ++x) Put(x, y, s->coverage);
+        }
+    }
+    void AddRectangle(int left, int top, int right, int bottom) override {
+        const Size<int> size = bitmap->GetSize();
+        for (int y = top < 0 ? 0 : top; y < bottom && y < size.height; ++y)
+            for (int x = left < 0 ? 0 : left; x < right && x < size.width; ++x) Put(x, y, 64);
+    }
+    bool CanAcceptTrapezoids() const override { return false; }
+    void AddTrapezoid(float, float, float, float, float, float, float, float) override {}
+
+private:
+    void Put(int x, int y, int coverage) {
+        const unsigned int g = static_cast<unsigned int>(coverage >= 64 ? 255 : coverage * 4);
+        LockedData l = bitmap->Lock(nullptr, LockMode::ReadWrite);
+        unsigned int* row = reinterpret_cast<unsigned int*>(static_cast<unsigned char*>(l.data) + l.stride * y);
+        row[x] = 0xFF000000u | (g << 16) | (g << 8) | g;
+        bitmap->Unlock();
+    }
+    std::shared_ptr<Bitmap> bitmap;
+};
+
+std::shared_ptr<Bitmap> CoverageMap(std::shared_ptr<Geometry> geometry, const Matrix& transform, int w, int h) {
+    auto bitmap = std::make_shared<Bitmap>(Size<int>(w, h), PixelFormat::ARGB8p, 96.0f, 96.0f);
+    bitmap->ColorFill(nullptr, Color(0xFF000000u));
+    RasterizeGeometry(geometry, transform, Rect<float>(0, 0, static_cast<float>(w), static_cast<float>(h)), false,
+                      std::make_shared<CoverageMapSink>(bitmap));
+    return bitmap;
+}
+
+std::shared_ptr<Geometry> Star(float cx, float cy, float r) {
+    auto g = std::make_shared<Geometry>();
+    for (int i = 0; i < 5; ++i) {
+        const double a = -M_PI / 2 + i * 4 * M_PI / 5;
+        const Point<float> p(cx + r * static_cast<float>(std::cos(a)), cy + r * static_cast<float>(std::sin(a)));
+        if (i == 0) g->BeginFigure(p); else g->LineTo(p);
+    }
+    g->EndFigureClose();
+    return g;
+}
+
+void SceneCoverage() {
+    const char* section = "Coverage maps";
+    auto winding = Star(24, 24, 21);
+    Show(section, "coverage_star_winding", CoverageMap(winding, Matrix(), 48, 48),
+         "A pentagram under Winding: the centre is inside. Coverage 0..64 as gray, 8 x 8 samples a pixel.", 240);
+    auto evenOdd = Star(24, 24, 21);
+    evenOdd->SetFillRule(FillRule::EvenOdd);
+    Show(section, "coverage_star_evenodd", CoverageMap(evenOdd, Matrix(), 48, 48),
+         "The same pentagram under EvenOdd: the centre is outside.", 240);
+
+    auto curves = std::make_shared<Geometry>();
+    curves->BeginFigure(Point<float>(4, 40));
+    curves->CurveTo(Point<float>(4, 4), Point<float>(30, 4), Point<float>(30, 24));
+    curves->CurveTo(Point<float>(30, 40), Point<float>(44, 44), Point<float>(44, 8));
+    curves->LineTo(Point<float>(44, 44));
+    curves->EndFigureClose();
+    curves->Ellipse(Rect<float>(47, 6, 62.5f, 40));
+    Show(section, "coverage_curves", CoverageMap(curves, Matrix(), 64, 48),
+         "Cubic curves flattened to a quarter pixel, and an ellipse.", 320);
+
+    auto rounded = std::make_shared<Geometry>();
+    rounded->RoundRectangle(Rect<float>(-12, -7, 12, 7), 4, 4);
+    const float c = static_cast<float>(std::cos(0.5)), s = static_cast<float>(std::sin(0.5));
+    const Matrix rotateScale = Matrix::Multiply(Matrix(1.6f * c, 1.6f * s, -1.2f * s, 1.2f * c, 0, 0),
+                                                Matrix(1, 0, 0, 1, 24, 24));
+    Show(section, "coverage_transformed", CoverageMap(rounded, rotateScale, 48, 48),
+         "A rounded rectangle scaled by (1.6, 1.2) and turned by 0.5 radians before rasterizing.", 240);
+
+    auto rect = std::make_shared<Geometry>();
+    rect->Rectangle(Rect<float>(4.5f, 4.25f, 19.5f, 12.75f));
+    Show(section, "coverage_rectangle", CoverageMap(rect, Matrix(), 24, 16),
+         "A rectangle on half and quarter pixels: its edges are partly covered.", 240);
+}
+
 void WritePage() {
     std::ofstream page(g_Out + "/index.html");
     page << "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>Graphics gallery</title>\n"
@@ -167,7 +256,9 @@ void WritePage() {
             current = e.section;
             page << "<h2>" << current << "</h2>\n";
         }
-        page << "<figure><img src=\"" << e.file << "\" alt=\"" << e.file << "\"><figcaption>" << e.caption
+        page << "<figure><img src=\"" << e.file << "\" alt=\"" << e.file << "\"";
+        if (e.displayWidth) page << " width=\"" << e.displayWidth << "\"";
+        page << "><figcaption>" << e.caption
              << "</figcaption></figure>\n";
     }
     page << "</body></html>\n";
@@ -185,6 +276,7 @@ int main(int argc, char** argv) {
         {"clears", SceneClears},
         {"conversions", SceneConversions},
         {"files", SceneFiles},
+        {"coverage", SceneCoverage},
     };
     for (const auto& scene : scenes) {
         try {

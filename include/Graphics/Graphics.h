@@ -11,4 +11,8 @@
 #include "Graphics/ImplementationHolder.h"
 #include "Graphics/Bitmap.h"
 #include "Graphics/Downsampling.h"
+#include "Graphics/Geometry.h"
 #include "Graphics/RenderTarget.h"
+#include "Graphics/CombineMode.h"
+#include "Graphics/Region.h"
+#include "Graphics/Rasterizer.h"

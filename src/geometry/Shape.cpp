@@ -1,0 +1,84 @@
+#include "geometry/Shape.h"
+
+#include "geometry/BoundCalculator.h"
+#include "geometry/Figure.h"
+
+#include <utility>
+
+namespace Graphics {
+
+Shape::Shape() : boundCalculator(std::make_shared<BoundCalculator>()) {}
+
+Shape::~Shape() {}
+
+void Shape::SetFillRule(FillRule::Enum rule) { fillRule = rule; }
+
+void Shape::BeginFigure(const Point<float>& point) {
+    if (activeFigure) EndFigure();
+    activeFigure = std::make_shared<Figure>();
+    activeFigure->StartAt(point);
+    boundCalculator->BeginFigure(point);
+}
+
+void Shape::LineTo(const Point<float>& point) {
+    if (!activeFigure) return;
+    activeFigure->LineTo(point);
+    boundCalculator->LineTo(point);
+}
+
+void Shape::CurveTo(const Point<float>& control1, const Point<float>& control2, const Point<float>& end) {
+    if (!activeFigure) return;
+    activeFigure->CurveTo(control1, control2, end);
+    boundCalculator->CurveTo(control1, control2, end);
+}
+
+void Shape::EndFigure() {
+    if (!activeFigure) return;
+    figures.push_back(std::move(activeFigure));
+    activeFigure.reset();
+    boundCalculator->EndFigure();
+}
+
+void Shape::EndFigureClose() {
+    if (!activeFigure) return;
+    activeFigure->Close();
+    figures.push_back(std::move(activeFigure));
+    activeFigure.reset();
+    boundCalculator->EndFigureClose();
+}
+
+Rect<float> Shape::GetBound() const { return boundCalculator->GetBound(); }
+
+bool Shape::GetLastPoint(Point<float>* point) const {
+    if (!point) return false;
+    if (activeFigure && activeFigure->GetLastPoint(point)) return true;
+    if (!figures.empty()) return figures.back()->GetLastPoint(point);
+    return false;
+}
+
+bool Shape::IsRectangle(const Matrix& matrix, Rect<float>* rect) const {
+    return figures.size() == 1 && figures.front()->IsRectangle(matrix, rect);
+}
+
+bool Shape::IsEqual(const std::shared_ptr<Shape>& other) const {
+    if (!other) return false;
+    if (figures.empty() || other->figures.empty()) return figures.empty() && other->figures.empty();
+    if (fillRule != other->fillRule) return false;
+    const Rect<float> a = GetBound();
+    const Rect<float> b = other->GetBound();
+    // Written as == so that NaN compares unequal.
+    if (!(a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom)) return false;
+    if (figures.size() != other->figures.size()) return false;
+    for (std::size_t i = 0; i < figures.size(); ++i) {
+        if (!figures[i]->IsEqual(other->figures[i])) return false;
+    }
+    return true;
+}
+
+void Shape::SendToSink(const std::shared_ptr<GeometrySink>& sink) const {
+    if (!sink) return;
+    sink->SetFillRule(fillRule);
+    for (const std::shared_ptr<Figure>& figure : figures) figure->SendToSink(sink);
+}
+
+}  // namespace Graphics
