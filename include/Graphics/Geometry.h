@@ -101,6 +101,13 @@ public:
     void SendToSink(std::shared_ptr<GeometrySink> sink) const;
     // The same, with every point mapped through the matrix on the way.
     void Transform(const Matrix& matrix, std::shared_ptr<GeometrySink> sink) const;
+    // The outline of the stroke, as closed figures of lines for the Winding
+    // rule; curves are flattened at the tolerance, which also sets the
+    // fineness of round joins and caps. A non-empty dash pattern cuts the
+    // path into dashes first, each with caps of its own. The fill rule is not
+    // sent. Nothing for a null sink or an empty geometry.
+    void Widen(float width, const StrokeParameters& parameters, float tolerance,
+               std::shared_ptr<GeometrySink> sink) const;
 
 private:
     std::shared_ptr<Shape> shape;

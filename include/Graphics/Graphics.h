@@ -16,3 +16,5 @@
 #include "Graphics/CombineMode.h"
 #include "Graphics/Region.h"
 #include "Graphics/Rasterizer.h"
+#include "Graphics/Gradient.h"
+#include "Graphics/Brush.h"

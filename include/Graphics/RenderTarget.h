@@ -11,6 +11,12 @@ namespace Graphics {
 
 class Brush;
 class Geometry;
+class Gradient;
+
+// The signed distance from v to the nearest whole number, for programs that
+// place things on the pixel grid: v's fraction (v minus v truncated toward
+// zero), brought into (-0.5, 0.5) by one step where it lies outside.
+float PixelOffset(float v);
 
 // The interface that every back end implements. The order of the virtual
 // operations is fixed: back ends are written against it.
@@ -81,6 +87,58 @@ public:
     void Clear(unsigned int argb);
     void SetOpacityMask(std::shared_ptr<Brush> brush, SoftMaskType::Enum type);
     void SetShapeMask(std::shared_ptr<Brush> brush, SoftMaskType::Enum type);
+
+    // Drawing commands. A brush's own transform maps its space to the
+    // target's pixels and is not touched by the target's transform. Null and
+    // empty geometries draw nothing; a null brush is the caller's fault.
+    //
+    // With stroke adjustment on, a geometry that is one axis-aligned
+    // rectangle under the transform is snapped to whole pixels first: it
+    // never gets thinner than a pixel and keeps its size rounded up.
+    void FillGeometry(std::shared_ptr<Geometry> geometry, std::shared_ptr<Brush> brush);
+    // Never snapped to pixels.
+    void FillTextGeometry(std::shared_ptr<Geometry> geometry, std::shared_ptr<Brush> brush);
+    void FillRectangle(const Rect<float>& rect, std::shared_ptr<Brush> brush);
+    // These draw nothing for a rectangle of zero width or height.
+    void FillEllipse(const Rect<float>& rect, std::shared_ptr<Brush> brush);
+    void FillCircle(const Point<float>& center, float radius, std::shared_ptr<Brush> brush);
+    void FillRoundRectangle(const Rect<float>& rect, float rx, float ry, std::shared_ptr<Brush> brush);
+
+    // Intersect the clip, snapped like a fill. An empty rectangle leaves the
+    // clip as it is.
+    void ClipGeometry(std::shared_ptr<Geometry> geometry);
+    void ClipRectangle(const Rect<float>& rect);
+    void ClipEllipse(const Rect<float>& rect);
+    void ClipRoundRectangle(const Rect<float>& rect, float rx, float ry);
+
+    // Strokes of the given width in user space, never thinner than half a
+    // pixel. A width of exactly 0 is a hairline: a device line 0.75 pixels
+    // wide whatever the transform.
+    void StrokeGeometry(std::shared_ptr<Geometry> geometry, std::shared_ptr<Brush> brush, float width,
+                        const StrokeParameters& parameters);
+    // With stroke adjustment on, under a transform that keeps the axes, the
+    // sides run through the middle of pixel rows and columns.
+    void StrokeRectangle(const Rect<float>& rect, std::shared_ptr<Brush> brush, float width,
+                         const StrokeParameters& parameters);
+    void StrokeEllipse(const Rect<float>& rect, std::shared_ptr<Brush> brush, float width,
+                       const StrokeParameters& parameters);
+    void StrokeCircle(const Point<float>& center, float radius, std::shared_ptr<Brush> brush, float width,
+                      const StrokeParameters& parameters);
+    void StrokeRoundRectangle(const Rect<float>& rect, float rx, float ry, std::shared_ptr<Brush> brush,
+                              float width, const StrokeParameters& parameters);
+    void StrokeLine(const Point<float>& from, const Point<float>& to, std::shared_ptr<Brush> brush, float width,
+                    const StrokeParameters& parameters);
+
+    // The source with its top left corner at the user space origin, one
+    // source pixel to one unit, in the current interpolation mode. Nothing
+    // for a null source or an opacity not above 0.
+    void DrawBitmap(std::shared_ptr<BitmapSource> source, float opacity);
+    // The gradient over the whole target, within the clip. Nothing for a
+    // null gradient or an opacity not above 0.
+    void DrawGradient(std::shared_ptr<Gradient> gradient, float opacity);
+    // Inverts the colours under the rectangle (a white fill in the
+    // Difference mode).
+    void InvertRectangle(const Rect<float>& rect);
 
     // Transform helpers. Each prepends its matrix to the current transform and
     // always sets the result, even for a neutral argument.

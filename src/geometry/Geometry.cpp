@@ -2,6 +2,7 @@
 
 #include "geometry/Shape.h"
 #include "geometry/Transformer.h"
+#include "geometry/Widener.h"
 
 #include <algorithm>
 
@@ -124,6 +125,12 @@ void Geometry::Transform(const Matrix& matrix, std::shared_ptr<GeometrySink> sin
     if (!sink || IsEmpty()) return;
     if (!matrix.IsIdentity()) sink = std::make_shared<Transformer>(matrix, sink);
     shape->SendToSink(sink);
+}
+
+void Geometry::Widen(float width, const StrokeParameters& parameters, float tolerance,
+                     std::shared_ptr<GeometrySink> sink) const {
+    if (!sink || IsEmpty()) return;
+    shape->SendToSink(std::make_shared<Widener>(tolerance, width, parameters, sink));
 }
 
 }  // namespace Graphics

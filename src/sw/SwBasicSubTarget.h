@@ -12,6 +12,10 @@ public:
 
     void BeginLayer(const LayerParameters& parameters) override;
     void InitLayer(std::shared_ptr<BitmapBase> bitmap) override;
+    // Paints the geometry straight onto the colour plane, through one
+    // pipeline that lives for this fill only.
+    void InnerFillGeometry(std::shared_ptr<Geometry> geometry, std::shared_ptr<SwColorSource> source,
+                           const Matrix& matrix) override;
 };
 
 }  // namespace Graphics

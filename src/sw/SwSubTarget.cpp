@@ -1,10 +1,13 @@
 #include "sw/SwSubTarget.h"
 
+#include "Graphics/Geometry.h"
 #include "core/Failure.h"
+#include "sw/SwColorSource.h"
 
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <utility>
 
 namespace Graphics {
 
@@ -178,12 +181,50 @@ void SwSubTarget::SetShapeMask(std::shared_ptr<Brush>, SoftMaskType::Enum) { GRA
 
 void SwSubTarget::ClipGeometry(std::shared_ptr<Geometry>) { GRAPHICS_FAIL("Not implemented"); }
 
-void SwSubTarget::FillGeometry(std::shared_ptr<Geometry>, std::shared_ptr<Brush>) {
-    GRAPHICS_FAIL("Not implemented");
+void SwSubTarget::FillGeometry(std::shared_ptr<Geometry> geometry, std::shared_ptr<Brush> brush) {
+    if (child) {
+        child->FillGeometry(std::move(geometry), std::move(brush));
+        return;
+    }
+    if (!needPaint || !geometry) return;
+
+    const Matrix t = InnerTransform();
+    const Rect<float> b = geometry->GetBound(t);
+    const float w = static_cast<float>(rectangle.Width());
+    const float h = static_cast<float>(rectangle.Height());
+    // A fill that can't touch the target stops before any paint is made. An
+    // empty geometry bounds the all-zero rectangle and stops here too.
+    if (b.left >= w || b.top >= h || b.right <= 0.0f || b.bottom <= 0.0f) return;
+
+    // Written so that a NaN side falls back to the target's edge.
+    const Rect<float> r(b.left > 0.0f ? b.left : 0.0f, b.top > 0.0f ? b.top : 0.0f, b.right < w ? b.right : w,
+                        b.bottom < h ? b.bottom : h);
+    // The source is asked for this target's pixels but thinks in the root's.
+    const Matrix placement(1.0f, 0.0f, 0.0f, 1.0f, static_cast<float>(rectangle.left + offset.x),
+                           static_cast<float>(rectangle.top + offset.y));
+    std::shared_ptr<SwColorSource> source = SwColorSource::CreateFromBrush(std::move(brush), r, placement);
+    InnerFillGeometry(std::move(geometry), std::move(source), t);
 }
 
-void SwSubTarget::InnerFillGeometry(std::shared_ptr<Geometry>, std::shared_ptr<SwColorSource>, const Matrix&) {
-    GRAPHICS_FAIL("Not implemented");
+void SwSubTarget::InnerFillGeometry(std::shared_ptr<Geometry> geometry, std::shared_ptr<SwColorSource>,
+                                    const Matrix& matrix) {
+    if (!geometry || geometry->IsEmpty()) return;
+
+    const Rect<float> b = geometry->GetBound(matrix);
+    const float w = static_cast<float>(rectangle.Width());
+    const float h = static_cast<float>(rectangle.Height());
+    Rect<float> cut;
+    // Comparisons with NaN fail, so a NaN bound counts as missing the target.
+    if (b.left < w && b.top < h && b.right > 0.0f && b.bottom > 0.0f)
+        cut = Rect<float>(std::max(b.left, 0.0f), std::max(b.top, 0.0f), std::min(b.right, w),
+                          std::min(b.bottom, h));
+
+    if (shapeRect.Width() == 0.0f || shapeRect.Height() == 0.0f) {
+        shapeRect = cut;
+    } else {
+        shapeRect = Rect<float>(std::min(shapeRect.left, cut.left), std::min(shapeRect.top, cut.top),
+                                std::max(shapeRect.right, cut.right), std::max(shapeRect.bottom, cut.bottom));
+    }
 }
 
 std::shared_ptr<BitmapBase> SwSubTarget::GetResult() { return color; }
@@ -237,6 +278,8 @@ void SwSubTarget::PreEvent() {
         return;
     }
     if (!needPaint) return;
+    // Clips hold no rendered mask yet that would be worth keeping from one
+    // fill to the next: the state's clip is what the fill uses.
     clipping = states.back().clipping;
 }
 

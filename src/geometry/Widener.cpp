@@ -1,0 +1,41 @@
+#include "geometry/Widener.h"
+
+#include "Graphics/Exception.h"
+#include "geometry/Dasher.h"
+#include "geometry/Pen.h"
+
+#include <utility>
+
+namespace Graphics {
+
+Widener::Widener(float tolerance, float width, const StrokeParameters& parameters,
+                 std::shared_ptr<GeometrySink> sink) {
+    std::shared_ptr<GeometrySink> pen = std::make_shared<Pen>(tolerance, width, parameters.cap, parameters.join,
+                                                              parameters.miterLimit, std::move(sink));
+    head = pen;
+    if (!parameters.dashes.empty()) {
+        try {
+            head = std::make_shared<Dasher>(tolerance, parameters.dashes, parameters.dashOffset, pen);
+        } catch (const Exception&) {
+            // Already logged; the stroke stays solid.
+        }
+    }
+}
+
+Widener::~Widener() {}
+
+void Widener::SetFillRule(FillRule::Enum rule) { head->SetFillRule(rule); }
+
+void Widener::BeginFigure(const Point<float>& point) { head->BeginFigure(point); }
+
+void Widener::EndFigure() { head->EndFigure(); }
+
+void Widener::EndFigureClose() { head->EndFigureClose(); }
+
+void Widener::LineTo(const Point<float>& point) { head->LineTo(point); }
+
+void Widener::CurveTo(const Point<float>& control1, const Point<float>& control2, const Point<float>& end) {
+    head->CurveTo(control1, control2, end);
+}
+
+}  // namespace Graphics

@@ -1,0 +1,46 @@
+#include "sw/SwBitmapColorSource.h"
+
+#include <cstring>
+
+#include "Graphics/Brush.h"
+#include "sw/SwBitmapSampler.h"
+
+namespace Graphics {
+
+SwBitmapColorSource::SwBitmapColorSource(std::shared_ptr<BitmapBrush> brush, const Matrix& placement) {
+    if (!brush) return;
+    m_Sampler = std::make_shared<SwBitmapSampler>(brush->GetBitmap(), brush->GetExtendModeX(), brush->GetExtendModeY(),
+                                                  brush->GetInterpolationMode(), brush->GetOpacity(),
+                                                  SurfaceToSourceMatrix(brush->GetTransform(), placement));
+}
+
+SwBitmapColorSource::SwBitmapColorSource(std::shared_ptr<BitmapSource> bitmap, const Matrix& bitmapToSurface,
+                                         float opacity)
+    : m_Sampler(std::make_shared<SwBitmapSampler>(std::move(bitmap), ExtendMode::Clamp, ExtendMode::Clamp,
+                                                  InterpolationMode::Nearest, opacity,
+                                                  SurfaceToSourceMatrix(bitmapToSurface))) {}
+
+SwBitmapColorSource::~SwBitmapColorSource() = default;
+
+void SwBitmapColorSource::FillSpan(int x0, int x1, int y, unsigned char* destination) {
+    if (m_Sampler) {
+        m_Sampler->FillSpan(x0, x1, y, destination);
+    } else if (x1 > x0) {
+        std::memset(destination, 0, static_cast<size_t>(static_cast<long>(x1) - x0) * 4);
+    }
+}
+
+Matrix SwBitmapColorSource::SurfaceToSourceMatrix(const Matrix& brushTransform, const Matrix& placement) {
+    const Matrix half(1.0f, 0.0f, 0.0f, 1.0f, 0.5f, 0.5f);
+    Matrix a = Matrix::Multiply(half, brushTransform);
+    // The identity is tested exactly, so that a surface at the origin takes
+    // no rounding from an inverse.
+    if (!placement.IsIdentity()) a = Matrix::Multiply(a, placement.Inverse());
+    return Matrix::Multiply(half, a.Inverse());
+}
+
+Matrix SwBitmapColorSource::SurfaceToSourceMatrix(const Matrix& bitmapToSurface) {
+    return SurfaceToSourceMatrix(bitmapToSurface, Matrix::Identity());
+}
+
+}  // namespace Graphics

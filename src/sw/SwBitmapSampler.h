@@ -1,0 +1,143 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "Graphics/Bitmap.h"
+#include "Graphics/Types.h"
+#include "sw/SwColorSource.h"
+#include "sw/SwExtend.h"
+
+namespace Graphics {
+
+// Reads a bitmap of any pixel format under an affine matrix and delivers
+// premultiplied ARGB words with the opacity applied.
+//
+// The matrix takes a surface pixel to a source position whose integer values
+// are source pixel centres. One sampling routine is chosen at construction
+// from the pixel format, the interpolation mode and the extend modes; the
+// span loop calls it with no format test inside. Scaling down in high
+// quality averages exact boxes of a virtual reduced image, computed again
+// for every sample and never stored.
+//
+// The bitmap stays locked for reading from construction to destruction.
+class SwBitmapSampler : public SwColorSource {
+public:
+    typedef unsigned int (SwBitmapSampler::*SampleProc)(const Point<float>& position) const;
+
+    // The source pixels that make up one reduced pixel along one axis: start
+    // and end are weighted by startWeight and endWeight, the pixels strictly
+    // between by the filter's full scale. Weights are 16.16 fixed point.
+    struct FilterRange {
+        int start = 0;
+        int end = 0;
+        int count = 0;  // end - start as first computed
+        unsigned int startWeight = 0;
+        unsigned int endWeight = 0;
+    };
+
+    // A box filter from sourceSize down to reducedSize, one range per
+    // reduced column and row.
+    class Filter {
+    public:
+        Filter(const Size<int>& sourceSize, const Size<int>& reducedSize);
+
+        float ratioX = 1.0f;  // source pixels per reduced pixel
+        float ratioY = 1.0f;
+        int scaleX = 0;  // 16.16 weight of a fully covered source pixel
+        int scaleY = 0;
+        std::unique_ptr<FilterRange[]> rangesX;
+        std::unique_ptr<FilterRange[]> rangesY;
+    };
+
+    // Which family of routines was chosen.
+    enum Sampling {
+        SamplingNone,  // nothing to read (no bitmap, no pixels): transparent black
+        SamplingNearest,
+        SamplingLinear,
+        SamplingHighQuality,   // box average, nearest reduced pixel
+        SamplingHighQualityL,  // box average, four reduced pixels interpolated
+    };
+
+    // Raises "Not implemented" for a pixel format outside 1..10.
+    SwBitmapSampler(std::shared_ptr<BitmapSource> source, ExtendMode::Enum extendX, ExtendMode::Enum extendY,
+                    InterpolationMode::Enum mode, float opacity, const Matrix& matrix);
+    ~SwBitmapSampler() override;
+    SwBitmapSampler(const SwBitmapSampler&) = delete;
+    SwBitmapSampler& operator=(const SwBitmapSampler&) = delete;
+
+    void FillSpan(int x0, int x1, int y, unsigned char* destination) override;
+
+    // One delivered word for a source position (after the reduction's
+    // change of matrix, when there is one).
+    unsigned int Sample(const Point<float>& position) const { return (this->*sampleProc)(position); }
+
+    const Matrix& GetMatrix() const { return matrix; }
+    // The size the routines address: the bitmap's, or the reduced size.
+    Size<int> GetSampledSize() const { return Size<int>(width, height); }
+    const Filter* GetFilter() const { return filter.get(); }
+    Sampling GetSampling() const { return sampling; }
+    int GetOpacity() const { return opacity; }
+
+private:
+    typedef void (SwBitmapSampler::*SpanProc)(int x0, int x1, int y, unsigned char* destination) const;
+
+    // The routines are templates over a pixel format's reading and
+    // conversion (P, defined in the source file) and, for the nearest and
+    // linear forms, over the extend functions, so that they inline.
+    void SelectSampleProc(PixelFormat::Enum format, InterpolationMode::Enum mode, ExtendMode::Enum modeX,
+                          ExtendMode::Enum modeY);
+    template <class P>
+    void SelectSampleProc(InterpolationMode::Enum mode, ExtendMode::Enum modeX, ExtendMode::Enum modeY);
+    template <class P, bool Linear>
+    void SelectExtended(ExtendMode::Enum modeX, ExtendMode::Enum modeY);
+    template <class P, bool Linear, SwExtend::Proc ExtendX>
+    void SelectExtendedY(ExtendMode::Enum modeY);
+    template <SampleProc Proc>
+    void Use(Sampling kind);
+    bool ReduceForHighQuality();
+
+    template <SampleProc Proc>
+    void SpanLoop(int x0, int x1, int y, unsigned char* destination) const;
+
+    unsigned int SampleNone(const Point<float>& position) const;
+    template <class P, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
+    unsigned int SampleNearest(const Point<float>& position) const;
+    template <class P, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
+    unsigned int SampleLinear(const Point<float>& position) const;
+    template <class P>
+    unsigned int SampleHighQuality(const Point<float>& position) const;
+    template <class P>
+    unsigned int SampleHighQualityL(const Point<float>& position) const;
+
+    // Box average of reduced pixel (x, y), in the format's interpolation
+    // space; ResampleX sums one source row. Channels are packed eight bits
+    // each, as in a colour word.
+    template <class P>
+    uint32_t Resample(int x, int y) const;
+    template <class P>
+    uint32_t ResampleX(const FilterRange& range, const unsigned char* row) const;
+
+    const unsigned char* GetRowPointer(int y) const {
+        return static_cast<const unsigned char*>(locked.data) + static_cast<ptrdiff_t>(y) * locked.stride;
+    }
+
+    SampleProc sampleProc = &SwBitmapSampler::SampleNone;
+    SpanProc spanProc = nullptr;
+    Matrix matrix;
+    std::shared_ptr<BitmapBase> bitmap;
+    std::shared_ptr<Palette> palette;
+    LockedData locked;
+    int opacity = 256;
+    int width = 0;
+    int height = 0;
+    SwExtend::Proc extendX = &SwExtend::Clamp;
+    SwExtend::Proc extendY = &SwExtend::Clamp;
+    std::unique_ptr<Filter> filter;
+    Sampling sampling = SamplingNone;
+    // The palette as read by the indexed formats, padded with transparent
+    // black so that no index byte can read past it.
+    uint32_t paletteColors[256] = {};
+};
+
+}  // namespace Graphics

@@ -1,0 +1,109 @@
+#pragma once
+
+#include "Graphics/Bitmap.h"
+#include "Graphics/Geometry.h"
+#include "Graphics/Rasterizer.h"
+#include "Graphics/Types.h"
+#include "sw/SwOperation.h"
+
+#include <memory>
+#include <set>
+#include <vector>
+
+namespace Graphics {
+
+class SwColorSource;
+
+// Turns one geometry into pixels: configured for one fill, handed to the
+// rasterizer as its sink, and thrown away. For every span that the
+// rasterizer delivers it runs its operations over that span, stage by stage.
+// The unit of work is one run of pixels on one row with one coverage value;
+// the two scratch rows hold one full row of the constructor's rectangle and
+// are the only allocations of a fill.
+//
+// Must be held by a shared_ptr: Execute hands itself to the rasterizer.
+class SwPipeLine : public std::enable_shared_from_this<SwPipeLine>, public RasterizationSink {
+public:
+    typedef OperationContext::Params Params;
+
+    SwPipeLine(std::shared_ptr<Geometry> geometry, const Rect<int>& rectangle);
+    ~SwPipeLine() override;
+
+    void AddCoverage(int y, std::shared_ptr<CoverageBuffer> buffer) override;
+    void AddRectangle(int left, int top, int right, int bottom) override;
+    bool CanAcceptTrapezoids() const override { return false; }
+    void AddTrapezoid(float, float, float, float, float, float, float, float) override {}
+
+    // Rasterizes the geometry into the operations. Throws std::bad_weak_ptr
+    // when the pipeline is not held by a shared_ptr.
+    virtual void Execute();
+
+    // Configuration, before Execute.
+    void SetTransform2D(const Matrix& matrix) { transform = matrix; }
+    void SetBlendMode(BlendMode::Enum mode);
+    void SetAdjustRectangles(bool adjust) { adjustRectangles = adjust; }
+    void SetColorTarget(std::shared_ptr<BitmapBase> bitmap);
+    void SetShapeTarget(std::shared_ptr<BitmapBase> bitmap);
+    void SetAlphaTarget(std::shared_ptr<BitmapBase> bitmap);
+    void SetBackdropColor(std::shared_ptr<BitmapBase> bitmap);
+    void SetColorSource(std::shared_ptr<SwColorSource> source);
+    void AddShapeFiller();
+    void SetBasicComposite();
+    void SetLayerComposite(bool knockout, bool isolated);
+
+    // Adds an operation behind all others of its stage. The masks and the
+    // clip enter the pipeline this way.
+    void AddOperation(std::shared_ptr<SwOperation> operation);
+    // Narrows where spans may go; a rectangle that misses the bound leaves
+    // (0, 0, 0, 0).
+    void IntersectBound(const Rect<int>& rectangle);
+
+    // Runs the operations over one span, locking the colour target around
+    // them.
+    void FillSpan(const Params& params);
+
+    const Rect<int>& GetBound() const { return bound; }
+    BlendMode::Enum GetBlendMode() const { return blendMode; }
+    std::size_t GetOperationCount() const { return operations.size(); }
+    // The operations in the order in which they run.
+    std::vector<SwOperation*> GetOperations() const;
+
+private:
+    struct StageOrder {
+        bool operator()(const std::shared_ptr<SwOperation>& a, const std::shared_ptr<SwOperation>& b) const {
+            return a->GetStage() < b->GetStage();
+        }
+    };
+
+    // Locks the colour target for as long as it lives, if there is one.
+    class TargetLock;
+
+    void RunOperations();
+    // Keeps spans inside a plane that is smaller than the rectangle, and off
+    // a plane whose pixels are too small for the operation that reads it.
+    void FitBoundTo(const BitmapBase& bitmap, int bytesPerPixel);
+
+    SwPipeLine(const SwPipeLine&) = delete;
+    SwPipeLine& operator=(const SwPipeLine&) = delete;
+
+    OperationContext context;
+    Params params;
+    Rect<int> bound;
+    Point<int> origin;
+    Matrix transform;
+    bool adjustRectangles = false;
+    BlendMode::Enum blendMode = BlendMode::Normal;
+    std::shared_ptr<Geometry> geometry;
+    std::multiset<std::shared_ptr<SwOperation>, StageOrder> operations;
+    // The same operations in running order, as plain pointers: the span loop
+    // walks this rather than the tree.
+    std::vector<SwOperation*> sequence;
+    std::shared_ptr<BitmapBase> colorTarget;
+    std::shared_ptr<BitmapBase> shapeTarget;
+    std::shared_ptr<BitmapBase> alphaTarget;
+    std::shared_ptr<BitmapBase> backdrop;
+    unsigned char* sourceShape = nullptr;
+    uint32_t* sourceColor = nullptr;
+};
+
+}  // namespace Graphics

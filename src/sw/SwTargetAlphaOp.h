@@ -1,0 +1,23 @@
+#pragma once
+
+#include "sw/SwOperation.h"
+
+#include <memory>
+
+namespace Graphics {
+
+// Points the context's alpha row at the span's first pixel. The plane is
+// locked for writing as long as the operation lives, that is for the whole
+// fill: a system-memory plane hands out the same pointer for reading.
+class SwTargetAlphaOp : public SwOperation {
+public:
+    explicit SwTargetAlphaOp(std::shared_ptr<BitmapBase> bitmap);
+    ~SwTargetAlphaOp() override;
+    void operator()(OperationContext& context) override;
+
+private:
+    std::shared_ptr<BitmapBase> bitmap;
+    LockedData lock;
+};
+
+}  // namespace Graphics
