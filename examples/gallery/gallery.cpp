@@ -3,6 +3,8 @@
 // public headers.
 
 #include <Graphics/Graphics.h>
+#include <Graphics/Brush.h>
+#include <Graphics/Gradient.h>
 #include <Graphics/Rasterizer.h>
 #include <Graphics/RenderTarget.h>
 
@@ -242,6 +244,249 @@ void SceneCoverage() {
          "A rectangle on half and quarter pixels: its edges are partly covered.", 240);
 }
 
+// A paint cycle on a new ARGB8p bitmap cleared to `background`.
+std::shared_ptr<Bitmap> Paint(int w, int h, unsigned int background, const std::function<void(RenderTarget&)>& draw) {
+    auto bitmap = std::make_shared<Bitmap>(Size<int>(w, h), PixelFormat::ARGB8p, 96.0f, 96.0f);
+    BitmapRenderTarget target(bitmap);
+    target.BeginPaint();
+    target.Clear(background);
+    draw(target);
+    target.EndPaint();
+    return bitmap;
+}
+
+std::shared_ptr<SolidBrush> Solid(unsigned int argb) { return std::make_shared<SolidBrush>(argb); }
+
+void SceneFills() {
+    const char* section = "Solid fills";
+    Show(section, "fill_rules", Paint(320, 160, 0xFFFFFFFFu, [](RenderTarget& t) {
+             auto winding = Star(80, 80, 70);
+             auto evenOdd = Star(240, 80, 70);
+             evenOdd->SetFillRule(FillRule::EvenOdd);
+             t.FillGeometry(winding, Solid(0xFF2A6FDBu));
+             t.FillGeometry(evenOdd, Solid(0xFFDB2A6Fu));
+         }),
+         "Anti-aliased pentagrams: Winding (left) and EvenOdd (right).");
+
+    Show(section, "fill_transformed", Paint(320, 200, 0xFFF4F1E8u, [](RenderTarget& t) {
+             auto shape = std::make_shared<Geometry>();
+             shape->RoundRectangle(Rect<float>(-50, -25, 50, 25), 12, 12);
+             for (int i = 0; i < 6; ++i) {
+                 t.PushState();
+                 t.TranslateTransform(160, 100);
+                 t.RotateTransform(0.5236f * i);
+                 t.ScaleTransform(1.0f + 0.25f * i, 1.0f - 0.1f * i);
+                 t.FillGeometry(shape, Solid(0x40000000u | (0x30u * i << 16) | 0x6090u));
+                 t.PopState();
+             }
+         }),
+         "A rounded rectangle under rotation and scale, translucent layers of paint.");
+
+    Show(section, "fill_overlaps", Paint(320, 200, 0xFFFFFFFFu, [](RenderTarget& t) {
+             t.FillCircle(Point<float>(120, 80), 60, Solid(0x99FF0000u));
+             t.FillCircle(Point<float>(200, 80), 60, Solid(0x9900C000u));
+             t.FillCircle(Point<float>(160, 140), 60, Solid(0x990000FFu));
+             t.FillEllipse(Rect<float>(20, 150, 300, 190), Solid(0x60000000u));
+         }),
+         "Translucent circles compositing source-over.");
+
+    Show(section, "fill_snap", Paint(320, 120, 0xFFFFFFFFu, [](RenderTarget& t) {
+             for (int on = 0; on < 2; ++on) {
+                 t.SetStrokeAdjustment(on == 1);
+                 for (int i = 0; i < 10; ++i) {
+                     const float x = 10.0f + i * 15.3f + on * 0.0f;
+                     const float y = on ? 64.0f : 8.0f;
+                     t.FillRectangle(Rect<float>(x, y + 0.3f, x + 0.4f + i * 0.7f, y + 48.6f), Solid(0xFF000000u));
+                 }
+             }
+         }),
+         "Rectangles on fractional coordinates: stroke adjustment off (top, soft edges) and on (bottom, snapped "
+         "to whole pixels, never thinner than one).");
+
+    // Sixteen blend modes, each a pair of discs over a colourful backdrop.
+    const char* names[16] = {"Normal",   "Multiply",   "Screen",    "Overlay",    "Darken",    "Lighten",
+                             "ColorBurn", "ColorDodge", "HardLight", "SoftLight",  "Difference", "Exclusion",
+                             "Hue",       "Saturation", "Color",     "Luminosity"};
+    auto backdrop = MakePicture(96, 96);
+    std::string caption = "The sixteen blend modes, left to right, top to bottom: ";
+    for (int i = 0; i < 16; ++i) caption += std::string(names[i]) + (i < 15 ? ", " : ".");
+    Show(section, "blend_modes", Paint(4 * 104, 4 * 104, 0xFFFFFFFFu, [&](RenderTarget& t) {
+             for (int i = 0; i < 16; ++i) {
+                 t.PushState();
+                 t.TranslateTransform(4.0f + 104.0f * (i % 4), 4.0f + 104.0f * (i / 4));
+                 t.DrawBitmap(backdrop, 1.0f);
+                 t.SetBlendMode(static_cast<BlendMode::Enum>(i));
+                 t.FillCircle(Point<float>(34, 40), 28, Solid(0xFFFFC020u));
+                 t.FillCircle(Point<float>(62, 58), 28, Solid(0xC02040E0u));
+                 t.PopState();
+             }
+         }),
+         caption);
+}
+
+void SceneStrokes() {
+    const char* section = "Strokes and dashes";
+    Show(section, "stroke_joins_caps", Paint(420, 300, 0xFFFFFFFFu, [](RenderTarget& t) {
+             const LineCap::Enum caps[3] = {LineCap::Butt, LineCap::Round, LineCap::Square};
+             const LineJoin::Enum joins[3] = {LineJoin::Miter, LineJoin::Round, LineJoin::Bevel};
+             auto zigzag = std::make_shared<Geometry>();
+             zigzag->BeginFigure(Point<float>(0, 60));
+             zigzag->LineTo(Point<float>(30, 0));
+             zigzag->LineTo(Point<float>(60, 60));
+             zigzag->LineTo(Point<float>(90, 20));
+             zigzag->EndFigure();
+             for (int j = 0; j < 3; ++j)
+                 for (int c = 0; c < 3; ++c) {
+                     StrokeParameters p;
+                     p.join = joins[j];
+                     p.cap = caps[c];
+                     t.PushState();
+                     t.TranslateTransform(30.0f + 135.0f * c, 20.0f + 95.0f * j);
+                     t.StrokeGeometry(zigzag, Solid(0xFF3050A0u), 14.0f, p);
+                     t.StrokeGeometry(zigzag, Solid(0xFFFFFFFFu), 0.0f, p);
+                     t.PopState();
+                 }
+         }),
+         "Joins (rows: Miter, Round, Bevel) by caps (columns: Butt, Round, Square), with the path as a hairline.");
+
+    Show(section, "stroke_miter_limit", Paint(420, 110, 0xFFFFFFFFu, [](RenderTarget& t) {
+             for (int i = 0; i < 7; ++i) {
+                 auto v = std::make_shared<Geometry>();
+                 const float spread = 4.0f + 6.0f * i;
+                 v->BeginFigure(Point<float>(-spread, 80));
+                 v->LineTo(Point<float>(0, 10));
+                 v->LineTo(Point<float>(spread, 80));
+                 v->EndFigure();
+                 StrokeParameters p;
+                 p.miterLimit = 4.0f;
+                 t.PushState();
+                 t.TranslateTransform(35.0f + 58.0f * i, 10.0f);
+                 t.StrokeGeometry(v, Solid(0xFF208060u), 8.0f, p);
+                 t.PopState();
+             }
+         }),
+         "Miter limit 4: the sharper corners fall back to a bevel.");
+
+    Show(section, "stroke_dashes", Paint(420, 240, 0xFFFFFFFFu, [](RenderTarget& t) {
+             for (int i = 0; i < 4; ++i) {
+                 StrokeParameters p;
+                 p.dashes = {24.0f, 8.0f, 4.0f, 8.0f};
+                 p.dashOffset = 6.0f * i;
+                 p.cap = LineCap::Butt;
+                 t.StrokeLine(Point<float>(20, 20.0f + 14 * i), Point<float>(400, 20.0f + 14 * i),
+                              Solid(0xFF000000u), 4.0f, p);
+             }
+             StrokeParameters round;
+             round.dashes = {0.0f, 14.0f};
+             round.cap = LineCap::Round;
+             auto curve = std::make_shared<Geometry>();
+             curve->BeginFigure(Point<float>(20, 200));
+             curve->CurveTo(Point<float>(100, 60), Point<float>(160, 260), Point<float>(220, 110));
+             curve->EndFigure();
+             t.StrokeGeometry(curve, Solid(0xFFC03030u), 6.0f, round);
+             StrokeParameters closed;
+             closed.dashes = {18.0f, 9.0f};
+             closed.join = LineJoin::Round;
+             t.StrokeRoundRectangle(Rect<float>(250, 100, 400, 220), 20, 20, Solid(0xFF3060C0u), 5.0f, closed);
+         }),
+         "Dash pattern (24, 8, 4, 8) with offsets 0, 6, 12 and 18 on lines; round dots along a curve; a dashed closed shape.");
+
+    Show(section, "stroke_hairlines", Paint(420, 160, 0xFFFFFFFFu, [](RenderTarget& t) {
+             for (int i = 0; i < 5; ++i) {
+                 t.PushState();
+                 t.TranslateTransform(20.0f + 80.0f * i, 20.0f);
+                 t.ScaleTransform(0.5f + i, 0.5f + i);
+                 t.StrokeEllipse(Rect<float>(0, 0, 60.0f / (0.5f + i), 120.0f / (0.5f + i)), Solid(0xFF000000u), 0.0f,
+                                 StrokeParameters());
+                 t.PopState();
+             }
+         }),
+         "Hairlines (width 0) stay one device line thin under scales from 0.5 to 4.5.");
+
+    Show(section, "stroke_adjustment", Paint(420, 110, 0xFFFFFFFFu, [](RenderTarget& t) {
+             for (int on = 0; on < 2; ++on) {
+                 t.SetStrokeAdjustment(on == 1);
+                 for (int i = 0; i < 6; ++i) {
+                     const float x = 10.0f + 210.0f * on + i * 33.3f;
+                     t.StrokeRectangle(Rect<float>(x, 10.4f + i * 3, x + 28, 90.2f), Solid(0xFF000000u), 1.0f,
+                                       StrokeParameters());
+                 }
+             }
+         }),
+         "One-pixel rectangles on fractional coordinates: stroke adjustment off (left, blurred) and on (right, "
+         "crisp).");
+}
+
+void SceneBitmapsAndGradients() {
+    const char* section = "Bitmaps and gradients";
+    auto photo = MakePicture(64, 48);
+    const char* modeNames[3] = {"Nearest", "Linear", "HighQuality"};
+    for (int m = 0; m < 3; ++m) {
+        Show(section, std::string("bitmap_") + modeNames[m], Paint(240, 200, 0xFFFFFFFFu, [&](RenderTarget& t) {
+                 t.SetInterpolationMode(static_cast<InterpolationMode::Enum>(m));
+                 t.PushState();
+                 t.TranslateTransform(20, 20);
+                 t.RotateTransform(0.3f);
+                 t.ScaleTransform(2.5f, 2.5f);
+                 t.DrawBitmap(photo, 1.0f);
+                 t.PopState();
+                 t.PushState();
+                 t.TranslateTransform(170, 140);
+                 t.ScaleTransform(0.8f, 0.8f);
+                 t.DrawBitmap(MakePicture(64, 48), 1.0f);
+                 t.PopState();
+             }),
+             std::string("A picture turned and enlarged 2.5 times, and reduced, in ") + modeNames[m] + " mode.");
+    }
+    const char* extendNames[3] = {"Clamp", "Wrap", "Mirror"};
+    for (int e = 0; e < 3; ++e) {
+        Show(section, std::string("extend_") + extendNames[e], Paint(240, 160, 0xFFFFFFFFu, [&](RenderTarget& t) {
+                 auto brush = std::make_shared<BitmapBrush>(photo);
+                 brush->SetExtendModeX(static_cast<ExtendMode::Enum>(e));
+                 brush->SetExtendModeY(static_cast<ExtendMode::Enum>(e));
+                 brush->SetTransform(Matrix(0.9f, 0.2f, -0.2f, 0.9f, 90, 50));
+                 t.FillRectangle(Rect<float>(0, 0, 240, 160), brush);
+             }),
+             std::string("A bitmap brush over a large rectangle, extend mode ") + extendNames[e] + ".");
+    }
+
+    const GradientStop stops[4] = {GradientStop(0.0f, 0xFFE63946u), GradientStop(0.35f, 0xFFF1FAEEu),
+                                   GradientStop(0.7f, 0xFF457B9Du), GradientStop(1.0f, 0x001D3557u)};
+    Show(section, "gradient_linear", Paint(420, 140, 0xFFFFFFFFu, [&](RenderTarget& t) {
+             for (int i = 0; i < 4; ++i) {
+                 auto g = std::make_shared<LinearGradient>(stops, 4, Point<float>(25.0f + 105 * i, 30),
+                                                           Point<float>(75.0f + 105 * i, 110));
+                 g->SetExtendStart(i & 1);
+                 g->SetExtendEnd(i & 2);
+                 t.FillRectangle(Rect<float>(5.0f + 105 * i, 10, 100.0f + 105 * i, 130),
+                                 std::make_shared<GradientBrush>(g));
+             }
+         }),
+         "Linear gradients with four stops, the last transparent; extend flags: none, start, end, both.");
+    Show(section, "gradient_radial", Paint(420, 140, 0xFFFFFFFFu, [&](RenderTarget& t) {
+             auto inside = std::make_shared<RadialGradient>(stops, 4, Point<float>(60, 60), 5.0f,
+                                                            Point<float>(75, 70), 55.0f);
+             inside->SetExtendStart(true);
+             inside->SetExtendEnd(true);
+             t.FillRectangle(Rect<float>(5, 5, 135, 135), std::make_shared<GradientBrush>(inside));
+             auto apart = std::make_shared<RadialGradient>(stops, 4, Point<float>(160, 40), 10.0f,
+                                                           Point<float>(250, 100), 40.0f);
+             apart->SetExtendStart(true);
+             apart->SetExtendEnd(true);
+             t.FillRectangle(Rect<float>(145, 5, 275, 135), std::make_shared<GradientBrush>(apart));
+             auto plain = std::make_shared<RadialGradient>(stops, 4, Point<float>(350, 70), 60.0f);
+             t.FillRectangle(Rect<float>(285, 5, 415, 135), std::make_shared<GradientBrush>(plain));
+         }),
+         "Radial gradients: one circle inside the other, two separate circles (a cone), one centred circle "
+         "not extended.");
+
+    Show(section, "invert_rectangle", Paint(240, 120, 0xFFFFFFFFu, [&](RenderTarget& t) {
+             t.DrawBitmap(MakePicture(240, 120), 1.0f);
+             t.InvertRectangle(Rect<float>(40, 20, 200, 100));
+         }),
+         "InvertRectangle over a picture.");
+}
+
 void WritePage() {
     std::ofstream page(g_Out + "/index.html");
     page << "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>Graphics gallery</title>\n"
@@ -277,6 +522,9 @@ int main(int argc, char** argv) {
         {"conversions", SceneConversions},
         {"files", SceneFiles},
         {"coverage", SceneCoverage},
+        {"fills", SceneFills},
+        {"strokes", SceneStrokes},
+        {"bitmaps", SceneBitmapsAndGradients},
     };
     for (const auto& scene : scenes) {
         try {
