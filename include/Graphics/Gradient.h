@@ -9,6 +9,8 @@
 
 namespace Graphics {
 
+struct GradientStopLookup;
+
 // One stop of a colour ramp: a colour at an offset along the gradient.
 struct GradientStop {
     float offset = 0.0f;
@@ -43,7 +45,17 @@ public:
     StopMap GetStopsCollection() const;
 
 private:
+    friend struct GradientStopLookup;
+
     StopMap m_Stops;
+    // The same stops in map order, laid out flat for the per-pixel lookup:
+    // m_Spans[i] is m_Offsets[i] - m_Offsets[i - 1] (m_Spans[0] unused).
+    std::vector<float> m_Offsets;
+    std::vector<unsigned int> m_Colors;
+    std::vector<float> m_Spans;
+    // A NaN offset leaves the map's order to the tree's shape; the lookup
+    // then walks the map itself.
+    bool m_HasNaN = false;
 };
 
 class Gradient : public GraphicsBase {
@@ -150,6 +162,8 @@ public:
     unsigned int GetColor(float t) const;
 
 private:
+    friend struct GradientStopLookup;
+
     std::shared_ptr<GradientStopCollection> m_Stops;
 };
 

@@ -4,7 +4,10 @@
 #include "Graphics/Memory.h"
 #include "Graphics/Types.h"
 
+#include <cstddef>
 #include <memory>
+#include <utility>
+#include <vector>
 
 namespace Graphics {
 
@@ -39,19 +42,77 @@ public:
     void Reset();
 
     // The first node (x = -2147483648).
-    const Span* GetHead() const { return &head; }
+    const Span* GetHead() const {
+        if (!built) const_cast<CoverageBuffer*>(this)->Build();
+        return &head;
+    }
 
 private:
-    Span* NewSpan(Span* after, int x, int coverage);
-    Span* EnsureNodeAfter(Span* node);
+    // Spans are not linked in as they come: each adds its changes of
+    // coverage at up to four pixels to a window of per-pixel deltas, with a
+    // bit per pixel that marks where a node goes, and the node list is built
+    // in one sweep when the row is read. The nodes and their coverage depend
+    // only on the set of spans, not on their order. Changes outside the
+    // window wait in a list that is sorted into the sweep.
+    friend class Rasterizer;
+    // The span added times times over, as that many sample rows that agree.
+    void AddSpan(int x0, int x1, int times);
+    void InsertSlow(int x0, int x1);
+    void Build();
+    void Unbuild();
+    void AddChange(int x, int delta);
+    void ClearWindow();
+    void Allocate(int width);
 
-    struct Pool;
-    std::unique_ptr<Pool> pool;
     Span head;
     Span tail;
-    Span* cursor;
-    Span* freeList;
+    bool built;                             // head..tail is up to date, the window empty
+    std::vector<Span> nodes;                // storage of the built list, between head and tail
+    std::size_t nodeCount;
+    int base;                               // the pixel of the window's first delta
+    int width;                              // pixels in the window, a multiple of 64
+    unsigned fastLimit;                     // width - 1, or 0 before the window exists
+    int firstWord;                          // marked words lie in firstWord..lastWord
+    int lastWord;
+    bool overflowed;                        // a change fell outside the window this row
+    std::vector<int> deltas;                // per pixel of the window
+    std::vector<unsigned long long> marks;  // a bit per pixel of the window
+    std::vector<std::pair<int, int>> outside;  // x and change, outside the window
 };
+
+// Inline, as the rasterizer calls it for every span of every sample row; what
+// does not fit the window, or comes after the row was read, goes the long way.
+inline void CoverageBuffer::InsertSpan(int x0, int x1) { AddSpan(x0, x1, 1); }
+
+inline void CoverageBuffer::AddSpan(int x0, int x1, int times) {
+    if (x1 <= x0) return;
+    const unsigned ia = static_cast<unsigned>((x0 >> 3) - base);
+    const unsigned ib = static_cast<unsigned>((x1 >> 3) - base);
+    if (built || ia >= fastLimit || ib >= fastLimit) {
+        for (int k = 0; k < times; ++k) InsertSlow(x0, x1);
+        return;
+    }
+    const int f0 = x0 & 7;
+    const int f1 = x1 & 7;
+    int* d = deltas.data();
+    unsigned long long* m = marks.data();
+    d[ia] += (8 - f0) * times;
+    m[ia >> 6] |= 1ULL << (ia & 63);
+    if (f0) {
+        d[ia + 1] += f0 * times;
+        m[(ia + 1) >> 6] |= 1ULL << ((ia + 1) & 63);
+    }
+    d[ib] -= (8 - f1) * times;
+    m[ib >> 6] |= 1ULL << (ib & 63);
+    if (f1) {
+        d[ib + 1] -= f1 * times;
+        m[(ib + 1) >> 6] |= 1ULL << ((ib + 1) & 63);
+    }
+    const int w0 = static_cast<int>(ia >> 6);
+    const int w1 = static_cast<int>((ib + 1) >> 6);
+    if (w0 < firstWord) firstWord = w0;
+    if (w1 > lastWord) lastWord = w1;
+}
 
 // The receiver of a rasterized path. Exactly one kind of output reaches it
 // per draw: rows of coverage, one rectangle, or trapezoids (with rows of

@@ -17,10 +17,12 @@ const int _IntMax = 2147483647;
 
 bool _IsFinite(const Point<float>& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 
-bool _CompareEdges(const Rasterizer::Edge* a, const Rasterizer::Edge* b) {
-    if (a->ySubStart != b->ySubStart) return a->ySubStart < b->ySubStart;
-    return a->xSub < b->xSub;
-}
+struct _CompareEdges {
+    bool operator()(const Rasterizer::Edge* a, const Rasterizer::Edge* b) const {
+        if (a->ySubStart != b->ySubStart) return a->ySubStart < b->ySubStart;
+        return a->xSub < b->xSub;
+    }
+};
 
 // floor(a / b) for b > 0.
 int _FloorDiv(int a, int b) {
@@ -233,7 +235,7 @@ void Rasterizer::AddEdge(const Point<int>& from, const Point<int>& to, int top, 
 }
 
 void Rasterizer::PrepareEdges() {
-    std::sort(edges.begin(), edges.end(), _CompareEdges);
+    std::sort(edges.begin(), edges.end(), _CompareEdges());
     Edge* sentinel = edgePool.malloc();
     if (!sentinel) throw std::bad_alloc();
     sentinel->next = nullptr;
@@ -310,16 +312,34 @@ void Rasterizer::SortActiveEdges() {
     } while (swapped);
 }
 
+namespace {
+
+// Zero when a step to the next sample row leaves the edge where it is: true
+// of vertical edges, whose error term stays negative.
+inline int _Moves(const Rasterizer::Edge* e) {
+    return e->slopeInt | e->errorUp | (~e->errorTerm & _IntMin);
+}
+
+}  // namespace
+
 void Rasterizer::RasterizeEdges(int y0, int y1) {
     const bool trapezoids = sink->CanAcceptTrapezoids();
     std::size_t nextEdge = 0;
     int event = y0;
     int y = y0;
+    // While every active edge is stationary, the sample rows up to the next
+    // change of the list, or the end of the pixel row, have the very same
+    // spans: they are added once, that many times over. moving counts the
+    // active edges that are not stationary, which they stay for life; known
+    // says whether it is up to date.
+    bool known = false;
+    int moving = 0;
     if (y0 < y1) {
         for (;;) {
             if (y == event) {
                 InsertStartingEdges(y, nextEdge);
                 event = nextEdge + 1 == edges.size() ? y1 : edges[nextEdge]->ySubStart;
+                known = false;
             }
 
             if (trapezoids && (y & 7) == 0 && event >= y + 8) {
@@ -339,13 +359,28 @@ void Rasterizer::RasterizeEdges(int y0, int y1) {
                         previous = edge;
                     }
                     if (unsorted) SortActiveEdges();
+                    known = false;
                     y = b;
                     if (y >= y1) break;
                     continue;
                 }
             }
 
-            UpdateComplexScans(y);
+            if (!known) {
+                moving = 0;
+                for (const Edge* edge = activeHead.next; edge; edge = edge->next) moving += _Moves(edge) != 0;
+                known = true;
+            }
+            int rows = 1;
+            if (moving == 0) {
+                int firstEnd = y1;
+                for (const Edge* edge = activeHead.next; edge; edge = edge->next)
+                    if (edge->ySubEnd < firstEnd) firstEnd = edge->ySubEnd;
+                rows = std::min(std::min(8 - (y & 7), event - y), firstEnd - y);
+                if (rows < 1) rows = 1;
+            }
+            AddScans(rows);
+            y += rows - 1;
             if (((y + 1) & 7) == 0) {
                 sink->AddCoverage(y >> 3, coverage);
                 coverage->Reset();
@@ -366,6 +401,7 @@ void Rasterizer::RasterizeEdges(int y0, int y1) {
                     lastX = edge->xSub;
                     previous = edge;
                 } else {
+                    moving -= _Moves(edge) != 0;
                     previous->next = edge->next;
                 }
             }
@@ -382,10 +418,16 @@ void Rasterizer::RasterizeEdges(int y0, int y1) {
     }
 }
 
+namespace {
+
+using Edge = Rasterizer::Edge;
+
 // The edge that closes the span opened by left under the fill rule, or null
-// when the list ends first.
-Rasterizer::Edge* Rasterizer::GetRightEdge(Edge* left) const {
-    if (fillRule == FillRule::EvenOdd) return left->next;
+// when the list ends first. A template on the rule, so that the per sample
+// row walk tests the rule once rather than at every span.
+template <bool evenOdd>
+inline Edge* _RightEdge(Edge* left) {
+    if (evenOdd) return left->next;
     int winding = left->windingDirection;
     for (Edge* edge = left->next; edge; edge = edge->next) {
         winding += edge->windingDirection;
@@ -396,25 +438,47 @@ Rasterizer::Edge* Rasterizer::GetRightEdge(Edge* left) const {
 
 // The right edge of the span that starts at left, with empty pairs run
 // together with the pairs that follow them at the same x.
-Rasterizer::Edge* Rasterizer::GetSpanEnd(Edge* left) const {
-    Edge* right = GetRightEdge(left);
+template <bool evenOdd>
+inline Edge* _SpanEnd(Edge* left) {
+    Edge* right = _RightEdge<evenOdd>(left);
     if (!right || right->xSub != left->xSub) return right;
     while (right->next && right->next->xSub == right->xSub) {
-        Edge* further = GetRightEdge(right->next);
+        Edge* further = _RightEdge<evenOdd>(right->next);
         if (!further) break;
         right = further;
     }
     return right;
 }
 
-void Rasterizer::UpdateComplexScans(int) {
+}  // namespace
+
+Rasterizer::Edge* Rasterizer::GetRightEdge(Edge* left) const {
+    return fillRule == FillRule::EvenOdd ? _RightEdge<true>(left) : _RightEdge<false>(left);
+}
+
+Rasterizer::Edge* Rasterizer::GetSpanEnd(Edge* left) const {
+    return fillRule == FillRule::EvenOdd ? _SpanEnd<true>(left) : _SpanEnd<false>(left);
+}
+
+void Rasterizer::UpdateComplexScans(int) { AddScans(1); }
+
+template <bool evenOdd>
+void Rasterizer::AddScansFor(int rows) {
+    CoverageBuffer& buffer = *coverage;
     Edge* left = activeHead.next;
     while (left) {
-        Edge* right = GetSpanEnd(left);
+        Edge* right = _SpanEnd<evenOdd>(left);
         if (!right) break;
-        if (left->xSub != right->xSub) coverage->InsertSpan(left->xSub, right->xSub);
+        if (left->xSub != right->xSub) buffer.AddSpan(left->xSub, right->xSub, rows);
         left = right->next;
     }
+}
+
+void Rasterizer::AddScans(int rows) {
+    if (fillRule == FillRule::EvenOdd)
+        AddScansFor<true>(rows);
+    else
+        AddScansFor<false>(rows);
 }
 
 int Rasterizer::ComputeTrapezoidsBottom(int top, int limit) const {

@@ -91,6 +91,10 @@ private:
     void InsertStartingEdges(int y, std::size_t& nextEdge);
     void SortActiveEdges();
     void UpdateComplexScans(int y);
+    // The spans of the present sample row, counted rows times.
+    void AddScans(int rows);
+    template <bool evenOdd>
+    void AddScansFor(int rows);
     Edge* GetRightEdge(Edge* left) const;
     Edge* GetSpanEnd(Edge* left) const;
     int ComputeTrapezoidsBottom(int top, int limit) const;

@@ -1,10 +1,12 @@
 #include "sw/RadialGradientFiller.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 
 #include "Graphics/Gradient.h"
+#include "paint/GradientStopLookup.h"
 #include "sw/SwGradientColorSource.h"
 
 namespace Graphics {
@@ -52,7 +54,7 @@ void RadialGradientFiller::FillSpan(int x0, int x1, int y, unsigned char* destin
         return;
     }
 
-    const GradientSampler& sampler = *m_Sampler;
+    GradientStopLookup lookup(*m_Sampler);
     const uint32_t startColor = m_StartColor;
     const uint32_t endColor = m_EndColor;
     const unsigned int weight = m_Opacity;
@@ -74,44 +76,52 @@ void RadialGradientFiller::FillSpan(int x0, int x1, int y, unsigned char* destin
     float uy = (fy * m_Matrix.m22 + fx * m_Matrix.m12) + m_Matrix.dy;
     float bCoefficient = 2.0f * ((a * ux + b * uy) - m_C);
 
-    for (size_t i = 0; i < count; ++i) {
-        const float c = (uy * uy + ux * ux) - cSquared;
-        uint32_t color = 0;  // no circle passes through the pixel
-        bool covered = true;
-        float t1, t2;
-        if (fourA == 0.0f) {
-            // One circle touches the cone: the equation is linear. B of 0
-            // gives no finite t; the stop lookup still answers safely.
-            t1 = t2 = -c / bCoefficient;
-        } else {
-            const float d = bCoefficient * bCoefficient - fourA * c;
-            if (d > 0.0f) {
-                const double r = std::sqrt(static_cast<double>(d));
-                const double minusB = -static_cast<double>(bCoefficient);
-                t1 = static_cast<float>((minusB + r) * inverseTwoAWide);
-                t2 = static_cast<float>((minusB - r) * inverseTwoAWide);
-            } else if (d == 0.0f) {
-                t1 = t2 = -(inverseTwoA * bCoefficient);
+    // The parameters are solved a chunk at a time, and the chunk is shaded
+    // in one pass; pixels that no circle passes through are cleared after.
+    constexpr size_t kChunk = 64;
+    float parameters[kChunk];
+    bool covered[kChunk];
+    uint32_t colors[kChunk];
+    for (size_t done = 0; done < count;) {
+        const size_t n = std::min(kChunk, count - done);
+        bool anyUncovered = false;
+        for (size_t i = 0; i < n; ++i) {
+            const float c = (uy * uy + ux * ux) - cSquared;
+            bool hit = true;
+            float t1, t2;
+            if (fourA == 0.0f) {
+                // One circle touches the cone: the equation is linear. B of 0
+                // gives no finite t; the stop lookup still answers safely.
+                t1 = t2 = -c / bCoefficient;
             } else {
-                // Below 0, or not a number from a singular matrix.
-                covered = false;
-                t1 = t2 = 0.0f;
+                const float d = bCoefficient * bCoefficient - fourA * c;
+                if (d > 0.0f) {
+                    const double r = std::sqrt(static_cast<double>(d));
+                    const double minusB = -static_cast<double>(bCoefficient);
+                    t1 = static_cast<float>((minusB + r) * inverseTwoAWide);
+                    t2 = static_cast<float>((minusB - r) * inverseTwoAWide);
+                } else if (d == 0.0f) {
+                    t1 = t2 = -(inverseTwoA * bCoefficient);
+                } else {
+                    // Below 0, or not a number from a singular matrix.
+                    hit = false;
+                    t1 = t2 = 0.0f;
+                }
             }
+            parameters[i] = (t1 >= 0.0f && t1 <= 1.0f) ? t1 : t2;
+            covered[i] = hit;
+            anyUncovered |= !hit;
+            bCoefficient += bStep;
+            ux += stepX;
+            uy += stepY;
         }
-        if (covered) {
-            const float t = (t1 >= 0.0f && t1 <= 1.0f) ? t1 : t2;
-            if (t < 0.0f)
-                color = startColor;
-            else if (t > 1.0f)
-                color = endColor;
-            else
-                color = SwGradientColorSource::ApplyWeight(sampler.GetColor(t), weight);
-        }
-        std::memcpy(destination, &color, sizeof color);
-        destination += sizeof color;
-        bCoefficient += bStep;
-        ux += stepX;
-        uy += stepY;
+        lookup.Shade(parameters, n, startColor, endColor, weight, colors);
+        if (anyUncovered)
+            for (size_t i = 0; i < n; ++i)
+                if (!covered[i]) colors[i] = 0;
+        std::memcpy(destination, colors, n * sizeof(uint32_t));
+        destination += n * sizeof(uint32_t);
+        done += n;
     }
 }
 

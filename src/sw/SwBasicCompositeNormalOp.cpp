@@ -6,6 +6,11 @@
 #include <emmintrin.h>
 #endif
 
+#if defined(__SSE2__) && defined(__GNUC__) && defined(__x86_64__)
+#include <immintrin.h>
+#define GRAPHICS_COMPOSE_AVX2 1
+#endif
+
 namespace Graphics {
 
 namespace {
@@ -49,6 +54,37 @@ inline __m128i _Compose4(__m128i w, __m128i t, uint32_t shape4) {
 
 #endif
 
+#if defined(GRAPHICS_COMPOSE_AVX2)
+
+// The constant-word loop of ComposeConstant eight pixels at a time, for
+// processors that have AVX2; the same integer steps as the SSE2 form, so
+// the same pixels. Returns how many pixels it did.
+__attribute__((target("avx2"))) int _ComposeConstantAvx2(uint32_t* target, uint32_t w, uint32_t f, int count) {
+    const __m256i wv = _mm256_set1_epi32(static_cast<int>(w));
+    const __m256i fv = _mm256_set1_epi16(static_cast<short>(f));
+    const __m256i lowMask = _mm256_set1_epi32(0x00FF00FF);
+    const __m256i highMask = _mm256_set1_epi32(static_cast<int>(0xFF00FF00u));
+    const __m256i zero = _mm256_setzero_si256();
+    int i = 0;
+    for (; i + 8 <= count; i += 8) {
+        __m256i* p = reinterpret_cast<__m256i*>(target + i);
+        const __m256i t = _mm256_loadu_si256(p);
+        const __m256i rb = _mm256_srli_epi16(_mm256_mullo_epi16(_mm256_and_si256(t, lowMask), fv), 8);
+        const __m256i ag = _mm256_and_si256(_mm256_mullo_epi16(_mm256_srli_epi16(t, 8), fv), highMask);
+        const __m256i over = _mm256_add_epi32(_mm256_or_si256(rb, ag), wv);
+        const __m256i empty = _mm256_cmpeq_epi32(_mm256_srli_epi32(t, 24), zero);
+        _mm256_storeu_si256(p, _mm256_blendv_epi8(over, wv, empty));
+    }
+    return i;
+}
+
+bool _HasAvx2() {
+    static const bool has = __builtin_cpu_supports("avx2") != 0;
+    return has;
+}
+
+#endif
+
 }  // namespace
 
 SwBasicCompositeNormalOp::SwBasicCompositeNormalOp() : SwOperation(OperationStage::Composite) {}
@@ -72,6 +108,69 @@ void SwBasicCompositeNormalOp::ComposeSpan(uint32_t* target, const uint32_t* col
     }
 #endif
     for (; i < count; ++i) ComposePixel(target + i, color[i], shape[i]);
+}
+
+void SwBasicCompositeNormalOp::ComposeSpanUniform(uint32_t* target, const uint32_t* color, unsigned int s,
+                                                  int count) {
+    if (s == 0) return;
+    int i = 0;
+#if defined(__SSE2__)
+    const uint32_t shape4 = (s & 0xFFu) * 0x01010101u;
+    for (; i + 4 <= count; i += 4) {
+        const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i*>(color + i));
+        if (s == 255 && (color[i] & color[i + 1] & color[i + 2] & color[i + 3]) >= 0xFF000000u) {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(target + i), w);
+            continue;
+        }
+        const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(target + i));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(target + i), _Compose4(w, t, shape4));
+    }
+#endif
+    for (; i < count; ++i) ComposePixel(target + i, color[i], s);
+}
+
+void SwBasicCompositeNormalOp::ComposeConstant(uint32_t* target, uint32_t w, unsigned int s, int count) {
+    if (s == 0 || (w >> 24) == 0 || count <= 0) return;
+    // The scaled word and the target's factor are the same for every pixel.
+    if (s < 255) w = ScaleColor(w, s + 1);
+    const uint32_t a = w >> 24;
+    if (a == 255) {
+        // Scale(t, 0) + w is w, and an empty target takes w as well.
+        for (int i = 0; i < count; ++i) target[i] = w;
+        return;
+    }
+    const uint32_t f = 255 - a;
+    int i = 0;
+#if defined(GRAPHICS_COMPOSE_AVX2)
+    if (count >= 8 && _HasAvx2()) i = _ComposeConstantAvx2(target, w, f, count);
+#endif
+#if defined(__SSE2__)
+    const __m128i wv = _mm_set1_epi32(static_cast<int>(w));
+    const __m128i fv = _mm_set1_epi16(static_cast<short>(f));
+    const __m128i zero = _mm_setzero_si128();
+    for (; i + 8 <= count; i += 8) {
+        const __m128i t0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(target + i));
+        const __m128i t1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(target + i + 4));
+        const __m128i o0 = _mm_add_epi32(_Scale(t0, fv), wv);
+        const __m128i o1 = _mm_add_epi32(_Scale(t1, fv), wv);
+        const __m128i e0 = _mm_cmpeq_epi32(_mm_srli_epi32(t0, 24), zero);
+        const __m128i e1 = _mm_cmpeq_epi32(_mm_srli_epi32(t1, 24), zero);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(target + i),
+                         _mm_or_si128(_mm_and_si128(e0, wv), _mm_andnot_si128(e0, o0)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(target + i + 4),
+                         _mm_or_si128(_mm_and_si128(e1, wv), _mm_andnot_si128(e1, o1)));
+    }
+    for (; i + 4 <= count; i += 4) {
+        const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(target + i));
+        const __m128i o = _mm_add_epi32(_Scale(t, fv), wv);
+        const __m128i e = _mm_cmpeq_epi32(_mm_srli_epi32(t, 24), zero);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(target + i), _mm_or_si128(_mm_and_si128(e, wv), _mm_andnot_si128(e, o)));
+    }
+#endif
+    for (; i < count; ++i) {
+        const uint32_t t = target[i];
+        target[i] = (t >> 24) == 0 ? w : ScaleColor(t, f) + w;
+    }
 }
 
 void SwBasicCompositeNormalOp::operator()(OperationContext& context) {

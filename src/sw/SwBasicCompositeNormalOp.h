@@ -26,6 +26,12 @@ public:
 
     // The span loop, for count pixels from the given rows.
     static void ComposeSpan(uint32_t* target, const uint32_t* color, const unsigned char* shape, int count);
+    // The same loop where every pixel has shape byte s: what ComposeSpan
+    // gives for a shape row filled with s.
+    static void ComposeSpanUniform(uint32_t* target, const uint32_t* color, unsigned int s, int count);
+    // The same where, in addition, every pixel has colour word w: what
+    // ComposeSpan gives for a colour row filled with w.
+    static void ComposeConstant(uint32_t* target, uint32_t w, unsigned int s, int count);
 };
 
 }  // namespace Graphics

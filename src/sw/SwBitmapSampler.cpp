@@ -3,6 +3,7 @@
 #include <climits>
 #include <cmath>
 #include <cstring>
+#include <type_traits>
 
 #include "Graphics/Runtime.h"
 #include "core/Failure.h"
@@ -12,6 +13,11 @@
 #if defined(__SSE__) || defined(__x86_64__) || defined(_M_X64)
 #include <xmmintrin.h>
 #define GRAPHICS_SAMPLER_CVTT 1
+#endif
+
+#if defined(__SSE2__) || defined(__x86_64__) || defined(_M_X64)
+#include <emmintrin.h>
+#define GRAPHICS_SAMPLER_SSE2 1
 #endif
 
 // The per-pixel routines must melt into the span loop that calls them.
@@ -147,6 +153,8 @@ struct _Sum1 {
 //                         multiplication scales all four channels.
 struct _Word {
     typedef _Sum4 Sum;
+    static constexpr bool kVector = true;  // Lerp4 applies
+    static constexpr bool kPlainWords = false;
     typedef uint64_t Wide;
     static constexpr uint32_t kRawScale = 1;
     GRAPHICS_SAMPLER_INLINE static Wide Widen(uint32_t c) {
@@ -168,6 +176,8 @@ struct _Word {
 
 struct _Byte {
     typedef _Sum1 Sum;
+    static constexpr bool kVector = false;
+    static constexpr bool kPlainWords = false;
     typedef uint32_t Wide;
     GRAPHICS_SAMPLER_INLINE static Wide Widen(uint32_t v) { return v; }
     GRAPHICS_SAMPLER_INLINE static uint32_t Narrow(Wide v) { return v; }
@@ -175,6 +185,8 @@ struct _Byte {
 };
 
 struct _ARGB8p : _Word {
+    // The word in memory is the delivered word (at full opacity).
+    static constexpr bool kPlainWords = true;
     GRAPHICS_SAMPLER_INLINE static uint32_t Get(const unsigned char* row, int x, const uint32_t*) {
         return _LoadWord(row + 4 * x);
     }
@@ -200,6 +212,8 @@ struct _ARGB8 : _Word {
 // channels never mix, and alpha is forced once the colour is known.
 template <int Step>
 struct _XRGB : _Word {
+    // A run of pixels is a run of words only at a 4-byte step.
+    static constexpr bool kPlainWords = Step == 4;
     GRAPHICS_SAMPLER_INLINE static uint32_t Get(const unsigned char* row, int x, const uint32_t*) {
         return _LoadWord(row + Step * x);
     }
@@ -298,6 +312,116 @@ GRAPHICS_SAMPLER_INLINE uint32_t _Bilinear(const Point<float>& p, ExtendXFn exte
     }
     return P::Narrow(top);
 }
+
+// The exponent of the lowest power of two of which a nonzero float is a
+// multiple.
+inline int _LowBitExponent(float v) {
+    uint32_t bits;
+    std::memcpy(&bits, &v, sizeof bits);
+    const int biased = static_cast<int>((bits >> 23) & 255u);
+    uint32_t mantissa = bits & 0x7FFFFFu;
+    int exponent = -149;
+    if (biased != 0) {
+        mantissa |= 0x800000u;
+        exponent = biased - 150;
+    }
+    while ((mantissa & 1u) == 0) {
+        mantissa >>= 1;
+        ++exponent;
+    }
+    return exponent;
+}
+
+// Whether start, start + step, ... for `count` pixels (and one block of four
+// beyond), accumulated one float addition at a time, never round: every
+// value is then a multiple of the coarser of the two lowest bits, small
+// enough to be held exactly, so each position equals start + i * step and
+// may be computed in any order. Positions also stay below 2^30, so that
+// their truncations and fractions are ordinary numbers. Subnormal grids are
+// left to the accumulating loop.
+inline bool _ExactSteps(float start, float step, int count) {
+    if (!std::isfinite(start) || !std::isfinite(step)) return false;
+    int low = INT_MAX;
+    if (start != 0.0f) low = _LowBitExponent(start);
+    if (step != 0.0f) {
+        const int s = _LowBitExponent(step);
+        if (s < low) low = s;
+    }
+    if (low == INT_MAX) return true;  // every position is zero
+    if (low < -120) return false;
+    const double bound = std::fabs(static_cast<double>(start)) +
+                         (static_cast<double>(count) + 4.0) * std::fabs(static_cast<double>(step));
+    return bound < 1073741824.0 && bound < std::ldexp(1.0, 23 + low);
+}
+
+#ifdef GRAPHICS_SAMPLER_SSE2
+// SwExtend::Clamp on four coordinates: below 1 gives 0, above last gives last.
+GRAPHICS_SAMPLER_INLINE __m128i _Clamp4(__m128i t, __m128i last) {
+    t = _mm_and_si128(t, _mm_cmpgt_epi32(t, _mm_setzero_si128()));
+    const __m128i over = _mm_cmpgt_epi32(t, last);
+    return _mm_or_si128(_mm_andnot_si128(over, t), _mm_and_si128(over, last));
+}
+
+// Four coordinates through an extend function.
+template <SwExtend::Proc Extend>
+GRAPHICS_SAMPLER_INLINE __m128i _Extend4(__m128i t, int size) {
+    if (Extend == &SwExtend::Clamp) return _Clamp4(t, _mm_set1_epi32(size - 1));
+    alignas(16) int v[4];
+    _mm_store_si128(reinterpret_cast<__m128i*>(v), t);
+    return _mm_set_epi32(Extend(size, v[3]), Extend(size, v[2]), Extend(size, v[1]), Extend(size, v[0]));
+}
+
+// Weights 0..256 of four pixels, each spread over its four 16-bit channel
+// lanes: pixels 0 and 1 in lo, 2 and 3 in hi.
+GRAPHICS_SAMPLER_INLINE void _Weights4(__m128i f, __m128i& lo, __m128i& hi) {
+    const __m128i f16 = _mm_packs_epi32(f, f);
+    const __m128i pairs = _mm_unpacklo_epi16(f16, f16);
+    lo = _mm_unpacklo_epi32(pairs, pairs);
+    hi = _mm_unpackhi_epi32(pairs, pairs);
+}
+
+// _Word::Lerp on four pixels at once: per channel (b * f) >> 8 plus
+// (a * (257 - f)) >> 8. Every product fits in 16 bits and the sum stays
+// within 255, so f = 0 gives a and f = 256 gives b, as the packed form does.
+GRAPHICS_SAMPLER_INLINE __m128i _Lerp4Half(__m128i a, __m128i b, __m128i w) {
+    const __m128i inverse = _mm_sub_epi16(_mm_set1_epi16(257), w);
+    return _mm_add_epi16(_mm_srli_epi16(_mm_mullo_epi16(b, w), 8), _mm_srli_epi16(_mm_mullo_epi16(a, inverse), 8));
+}
+
+GRAPHICS_SAMPLER_INLINE __m128i _Lerp4(__m128i a, __m128i b, __m128i wlo, __m128i whi) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i lo = _Lerp4Half(_mm_unpacklo_epi8(a, zero), _mm_unpacklo_epi8(b, zero), wlo);
+    const __m128i hi = _Lerp4Half(_mm_unpackhi_epi8(a, zero), _mm_unpackhi_epi8(b, zero), whi);
+    return _mm_packus_epi16(lo, hi);
+}
+
+// Four pixels of one row at the columns xv (also in x): a single load when
+// the words lie side by side in memory.
+template <class P>
+GRAPHICS_SAMPLER_INLINE __m128i _Fetch4(const unsigned char* row, __m128i xv, const int* x, const uint32_t* palette) {
+    if (P::kPlainWords) {
+        const __m128i run = _mm_add_epi32(_mm_set1_epi32(x[0]), _mm_set_epi32(3, 2, 1, 0));
+        if (_mm_movemask_epi8(_mm_cmpeq_epi32(run, xv)) == 0xFFFF)
+            return _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + 4 * static_cast<ptrdiff_t>(x[0])));
+    }
+    return _mm_set_epi32(static_cast<int>(P::Get(row, x[3], palette)), static_cast<int>(P::Get(row, x[2], palette)),
+                         static_cast<int>(P::Get(row, x[1], palette)), static_cast<int>(P::Get(row, x[0], palette)));
+}
+
+// Delivers four interpolated words.
+template <class P>
+GRAPHICS_SAMPLER_INLINE void _Finish4(__m128i v, uint32_t opacity, unsigned char* destination) {
+    if (opacity == 256 && P::kPlainWords) {
+        if (!std::is_same<P, _ARGB8p>::value) v = _mm_or_si128(v, _mm_set1_epi32(static_cast<int>(0xFF000000u)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(destination), v);
+        return;
+    }
+    alignas(16) uint32_t w[4];
+    _mm_store_si128(reinterpret_cast<__m128i*>(w), v);
+    for (int i = 0; i < 4; ++i) w[i] = P::Finish(w[i], opacity);
+    std::memcpy(destination, w, sizeof w);
+}
+#endif
 
 void _BuildRanges(int sourceSize, int reducedSize, float& ratio, int& scale,
                   std::unique_ptr<SwBitmapSampler::FilterRange[]>& ranges) {
@@ -465,23 +589,184 @@ template <class P, bool Linear, SwExtend::Proc ExtendX>
 void SwBitmapSampler::SelectExtendedY(ExtendMode::Enum modeY) {
     switch (modeY) {
         case ExtendMode::Wrap:
-            if (Linear)
-                Use<&SwBitmapSampler::SampleLinear<P, ExtendX, &SwExtend::Wrap>>(SamplingLinear);
-            else
-                Use<&SwBitmapSampler::SampleNearest<P, ExtendX, &SwExtend::Wrap>>(SamplingNearest);
-            return;
+            return SelectRoutine<P, Linear, ExtendX, &SwExtend::Wrap>();
         case ExtendMode::Mirror:
-            if (Linear)
-                Use<&SwBitmapSampler::SampleLinear<P, ExtendX, &SwExtend::Mirror>>(SamplingLinear);
-            else
-                Use<&SwBitmapSampler::SampleNearest<P, ExtendX, &SwExtend::Mirror>>(SamplingNearest);
-            return;
+            return SelectRoutine<P, Linear, ExtendX, &SwExtend::Mirror>();
         default:
-            if (Linear)
-                Use<&SwBitmapSampler::SampleLinear<P, ExtendX, &SwExtend::Clamp>>(SamplingLinear);
-            else
-                Use<&SwBitmapSampler::SampleNearest<P, ExtendX, &SwExtend::Clamp>>(SamplingNearest);
+            return SelectRoutine<P, Linear, ExtendX, &SwExtend::Clamp>();
+    }
+}
+
+template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
+void SwBitmapSampler::SelectRoutine() {
+    if (Linear)
+        Use<&SwBitmapSampler::SampleLinear<P, ExtendX, ExtendY>>(SamplingLinear);
+    else
+        Use<&SwBitmapSampler::SampleNearest<P, ExtendX, ExtendY>>(SamplingNearest);
+    // Without rotation or shear the y position never changes along a span.
+    if (matrix.m12 == 0.0f) spanProc = &SwBitmapSampler::SpanAxis<P, Linear, ExtendX, ExtendY>;
+}
+
+// The position is computed as SpanLoop computes it, and p.y stays what it is
+// when m12 is zero. When the x positions are exact (see _ExactSteps) they
+// are produced four at a time by vector additions, which then give the very
+// values of the accumulation; otherwise they are accumulated one by one.
+template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
+void SwBitmapSampler::SpanAxis(int x0, int x1, int y, unsigned char* destination) const {
+    const float fy = static_cast<float>(y);
+    const float fx = static_cast<float>(x0);
+    const float m11 = matrix.m11;
+    float px = fy * matrix.m21 + fx * m11 + matrix.dx;
+    const float py = fy * matrix.m22 + fx * matrix.m12 + matrix.dy;
+    const uint32_t op = static_cast<uint32_t>(opacity);
+    const uint32_t* colors = paletteColors;
+    const int w = width;
+    const int count = x1 - x0;
+
+    // Pixel centres at a unit step: inside the image every position reads
+    // its own pixel with weight 0 on the neighbours (or, nearest, rounds to
+    // itself), and every extend mode leaves a column inside the image as it
+    // is, so that stretch is a plain copy.
+    if (m11 == 1.0f && px == std::floor(px) && std::fabs(px) < 4194304.0f && count < 4194304) {
+        const int wyZero = Linear ? _Fraction(py, _Truncate(py)) == 0 : 1;
+        const int k = static_cast<int>(px);
+        int inside0 = k < 0 ? -k : 0;
+        int inside1 = w - k;
+        if (inside1 > count) inside1 = count;
+        if (wyZero && inside0 < inside1) {
+            const int rowY = Linear ? ExtendY(height, _Truncate(py)) : ExtendY(height, _Truncate(py + 0.5f));
+            const unsigned char* row = GetRowPointer(rowY);
+            if (inside0 > 0) SpanAxisRun<P, Linear, ExtendX, ExtendY>(0, inside0, static_cast<float>(k), py, destination);
+            unsigned char* out = destination + 4 * static_cast<ptrdiff_t>(inside0);
+            const int c0 = k + inside0;
+            const int n = inside1 - inside0;
+            if (P::kPlainWords && op == 256) {
+                std::memcpy(out, row + 4 * static_cast<ptrdiff_t>(c0), 4 * static_cast<size_t>(n));
+                if (!std::is_same<P, _ARGB8p>::value)
+                    for (int j = 0; j < n; ++j) out[4 * j + 3] = 255;
+            } else {
+                for (int j = 0; j < n; ++j) {
+                    const uint32_t word = P::Finish(P::Get(row, c0 + j, colors), op);
+                    std::memcpy(out + 4 * static_cast<ptrdiff_t>(j), &word, sizeof word);
+                }
+            }
+            if (inside1 < count)
+                SpanAxisRun<P, Linear, ExtendX, ExtendY>(inside1, count, static_cast<float>(k + inside1), py, destination);
             return;
+        }
+    }
+    SpanAxisRun<P, Linear, ExtendX, ExtendY>(0, count, px, py, destination);
+}
+
+// Pixels i0..i1-1 of a span whose pixel i0 lies at (px, py).
+template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
+void SwBitmapSampler::SpanAxisRun(int i0, int i1, float px, float py, unsigned char* destination) const {
+    const float m11 = matrix.m11;
+    const uint32_t op = static_cast<uint32_t>(opacity);
+    const uint32_t* colors = paletteColors;
+    const int w = width;
+    const int count = i1;
+    int i = i0;
+
+    if (!Linear) {
+        const unsigned char* row = GetRowPointer(ExtendY(height, _Truncate(py + 0.5f)));
+#ifdef GRAPHICS_SAMPLER_SSE2
+        if (count - i >= 4 && _ExactSteps(px, m11, count - i)) {
+            const float p1 = px + m11;
+            const float p2 = p1 + m11;
+            __m128 pv = _mm_setr_ps(px, p1, p2, p2 + m11);
+            const __m128 step = _mm_set1_ps(m11 * 4.0f);
+            const __m128 half = _mm_set1_ps(0.5f);
+            for (; i + 4 <= count; i += 4) {
+                const __m128i xv = _Extend4<ExtendX>(_mm_cvttps_epi32(_mm_add_ps(pv, half)), w);
+                alignas(16) int xs[4];
+                _mm_store_si128(reinterpret_cast<__m128i*>(xs), xv);
+                _Finish4<P>(_Fetch4<P>(row, xv, xs, colors), op, destination + 4 * static_cast<ptrdiff_t>(i));
+                pv = _mm_add_ps(pv, step);
+            }
+            px = _mm_cvtss_f32(pv);
+        }
+#endif
+        for (; i < count; ++i) {
+            const uint32_t word = P::Finish(P::Get(row, ExtendX(w, _Truncate(px + 0.5f)), colors), op);
+            std::memcpy(destination + 4 * static_cast<ptrdiff_t>(i), &word, sizeof word);
+            px += m11;
+        }
+        return;
+    }
+
+    const int ty = _Truncate(py);
+    const uint32_t wy = _Fraction(py, ty);
+    const unsigned char* row0 = GetRowPointer(ExtendY(height, ty));
+    // The second row is read only where its weight is not 0.
+    const unsigned char* row1 = wy != 0 ? GetRowPointer(ExtendY(height, ty + 1)) : row0;
+#ifdef GRAPHICS_SAMPLER_SSE2
+    if (P::kVector && count - i >= 4 && _ExactSteps(px, m11, count - i)) {
+        const float p1 = px + m11;
+        const float p2 = p1 + m11;
+        __m128 pv = _mm_setr_ps(px, p1, p2, p2 + m11);
+        const __m128 step = _mm_set1_ps(m11 * 4.0f);
+        const __m128 magnitude = _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF));
+        const __m128 k256 = _mm_set1_ps(256.0f);
+        const __m128i one = _mm_set1_epi32(1);
+        const __m128i wyv = _mm_set1_epi16(static_cast<short>(wy));
+        for (; i + 4 <= count; i += 4) {
+            const __m128i tv = _mm_cvttps_epi32(pv);
+            const __m128i fv =
+                _mm_cvttps_epi32(_mm_mul_ps(_mm_and_ps(_mm_sub_ps(pv, _mm_cvtepi32_ps(tv)), magnitude), k256));
+            const __m128i xa = _Extend4<ExtendX>(tv, w);
+            alignas(16) int xsa[4];
+            _mm_store_si128(reinterpret_cast<__m128i*>(xsa), xa);
+            __m128i top = _Fetch4<P>(row0, xa, xsa, colors);
+            const __m128i none = _mm_cmpeq_epi32(fv, _mm_setzero_si128());
+            if (_mm_movemask_epi8(none) == 0xFFFF) {
+                if (wy != 0) top = _Lerp4(top, _Fetch4<P>(row1, xa, xsa, colors), wyv, wyv);
+            } else {
+                // Where a weight is 0 the pixel itself stands in for its
+                // neighbour, which is then not read: lerp(a, a, 0) is a.
+                __m128i xb = _Extend4<ExtendX>(_mm_add_epi32(tv, one), w);
+                xb = _mm_or_si128(_mm_and_si128(none, xa), _mm_andnot_si128(none, xb));
+                alignas(16) int xsb[4];
+                _mm_store_si128(reinterpret_cast<__m128i*>(xsb), xb);
+                __m128i wlo, whi;
+                _Weights4(fv, wlo, whi);
+                top = _Lerp4(top, _Fetch4<P>(row0, xb, xsb, colors), wlo, whi);
+                if (wy != 0) {
+                    const __m128i bottom =
+                        _Lerp4(_Fetch4<P>(row1, xa, xsa, colors), _Fetch4<P>(row1, xb, xsb, colors), wlo, whi);
+                    top = _Lerp4(top, bottom, wyv, wyv);
+                }
+            }
+            _Finish4<P>(top, op, destination + 4 * static_cast<ptrdiff_t>(i));
+            pv = _mm_add_ps(pv, step);
+        }
+        px = _mm_cvtss_f32(pv);
+    }
+#endif
+    for (; i < count; ++i) {
+        const int tx = _Truncate(px);
+        const uint32_t wx = _Fraction(px, tx);
+        const int xa = ExtendX(w, tx);
+        uint32_t v;
+        if ((wx | wy) == 0) {
+            v = P::Get(row0, xa, colors);
+        } else {
+            typename P::Wide top = P::Widen(P::Get(row0, xa, colors));
+            int xb = xa;
+            if (wx != 0) {
+                xb = ExtendX(w, tx + 1);
+                top = P::Lerp(top, P::Widen(P::Get(row0, xb, colors)), wx);
+            }
+            if (wy != 0) {
+                typename P::Wide bottom = P::Widen(P::Get(row1, xa, colors));
+                if (wx != 0) bottom = P::Lerp(bottom, P::Widen(P::Get(row1, xb, colors)), wx);
+                top = P::Lerp(top, bottom, wy);
+            }
+            v = P::Narrow(top);
+        }
+        const uint32_t word = P::Finish(v, op);
+        std::memcpy(destination + 4 * static_cast<ptrdiff_t>(i), &word, sizeof word);
+        px += m11;
     }
 }
 

@@ -93,12 +93,22 @@ private:
     void SelectExtended(ExtendMode::Enum modeX, ExtendMode::Enum modeY);
     template <class P, bool Linear, SwExtend::Proc ExtendX>
     void SelectExtendedY(ExtendMode::Enum modeY);
+    template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
+    void SelectRoutine();
     template <SampleProc Proc>
     void Use(Sampling kind);
     bool ReduceForHighQuality();
 
     template <SampleProc Proc>
     void SpanLoop(int x0, int x1, int y, unsigned char* destination) const;
+    // The same results for a matrix without rotation or shear (m12 zero):
+    // the row and the y weight are chosen once per span, and when the
+    // accumulated x positions are provably exact they are computed four at
+    // a time.
+    template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
+    void SpanAxis(int x0, int x1, int y, unsigned char* destination) const;
+    template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
+    void SpanAxisRun(int i0, int i1, float px, float py, unsigned char* destination) const;
 
     unsigned int SampleNone(const Point<float>& position) const;
     template <class P, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>

@@ -1,12 +1,13 @@
 #include "sw/SwLinearGradientColorSource.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <limits>
 
 #include "Graphics/Brush.h"
 #include "Graphics/Gradient.h"
+#include "paint/GradientStopLookup.h"
 #include "sw/SwGradientColorSource.h"
 
 namespace Graphics {
@@ -61,37 +62,29 @@ void SwLinearGradientColorSource::FillSpan(int x0, int x1, int y, unsigned char*
         return;
     }
 
-    const GradientSampler& sampler = *m_Sampler;
-    const uint32_t startColor = m_StartColor;
-    const uint32_t endColor = m_EndColor;
-    const unsigned int weight = m_Opacity;
+    // The stops are read afresh for every span, so stops inserted since the
+    // last one show up.
+    GradientStopLookup lookup(*m_Sampler);
     const float step = m_Matrix.m11;
     // Integer pixel coordinates, no half-pixel offset; t is carried along
     // the span by addition.
     float t = (static_cast<float>(x0) * m_Matrix.m11 + static_cast<float>(y) * m_Matrix.m21) + m_Matrix.dx;
 
-    // Along an axis close to vertical, t stays the same for whole runs of
-    // pixels; the last lookup is reused then. NaN never matches.
-    float lastT = std::numeric_limits<float>::quiet_NaN();
-    uint32_t lastColor = 0;
-
-    for (size_t i = 0; i < count; ++i) {
-        uint32_t color;
-        if (t < 0.0f) {
-            color = startColor;
-        } else if (t > 1.0f) {
-            color = endColor;
-        } else {
-            // Exactly 0 and exactly 1 go through the stops, not the end colours.
-            if (!(t == lastT)) {
-                lastT = t;
-                lastColor = SwGradientColorSource::ApplyWeight(sampler.GetColor(t), weight);
-            }
-            color = lastColor;
+    // The parameters are laid out a chunk at a time, and the chunk is shaded
+    // in one pass.
+    constexpr size_t kChunk = 64;
+    float parameters[kChunk];
+    uint32_t colors[kChunk];
+    for (size_t done = 0; done < count;) {
+        const size_t n = std::min(kChunk, count - done);
+        for (size_t i = 0; i < n; ++i) {
+            parameters[i] = t;
+            t += step;
         }
-        std::memcpy(destination, &color, sizeof color);
-        destination += sizeof color;
-        t += step;
+        lookup.Shade(parameters, n, m_StartColor, m_EndColor, m_Opacity, colors);
+        std::memcpy(destination, colors, n * sizeof(uint32_t));
+        destination += n * sizeof(uint32_t);
+        done += n;
     }
 }
 

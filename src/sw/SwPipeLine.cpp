@@ -10,12 +10,14 @@
 #include "sw/SwLayerCompositeNormalOp.h"
 #include "sw/SwLayerCompositeOp.h"
 #include "sw/SwSourceColorOp.h"
+#include "sw/SwSolidColorSource.h"
 #include "sw/SwSourceShapeOp.h"
 #include "sw/SwTargetAlphaOp.h"
 #include "sw/SwTargetColorOp.h"
 #include "sw/SwTargetShapeOp.h"
 
 #include <algorithm>
+#include <typeinfo>
 #include <utility>
 
 namespace Graphics {
@@ -44,20 +46,34 @@ SwPipeLine::SwPipeLine(std::shared_ptr<Geometry> g, const Rect<int>& rectangle)
     const int height = std::max(rectangle.Height(), 0);
     bound = Rect<int>(0, 0, width, height);
     // At least one element each, so that the row pointers are never null.
-    sourceShape = new unsigned char[static_cast<std::size_t>(std::max(width, 1))]();
-    sourceColor = new uint32_t[static_cast<std::size_t>(std::max(width, 1))]();
-    context.sourceShape = sourceShape;
-    context.sourceColor = sourceColor;
+    scratchWidth = std::max(width, 1);
     context.blendFunction = SwBlend::GetBlendFunc(blendMode);
     context.params = &params;
 }
 
 SwPipeLine::~SwPipeLine() {
     // The operations go first: some of them hold locks on the planes.
-    sequence.clear();
     operations.clear();
-    delete[] sourceShape;
-    delete[] sourceColor;
+    delete[] scratch;
+}
+
+void SwPipeLine::EnsureScratch() {
+    if (scratch) return;
+    const std::size_t width = static_cast<std::size_t>(scratchWidth);
+    // Rounded up to whole words for the shape row behind the colours.
+    scratch = new uint32_t[width + (width + 3) / 4]();
+    sourceColor = scratch;
+    sourceShape = reinterpret_cast<unsigned char*>(scratch + width);
+    context.sourceShape = sourceShape;
+    context.sourceColor = sourceColor;
+}
+
+template <class Op, class... Args>
+std::shared_ptr<SwOperation> SwPipeLine::MakeOperation(std::optional<Op>& slot, Args&&... args) {
+    if (slot) return std::make_shared<Op>(std::forward<Args>(args)...);
+    slot.emplace(std::forward<Args>(args)...);
+    // The pipeline outlives its list, so the pointer needs no owner.
+    return std::shared_ptr<SwOperation>(std::shared_ptr<SwOperation>(), &*slot);
 }
 
 void SwPipeLine::SetBlendMode(BlendMode::Enum mode) {
@@ -85,7 +101,7 @@ void SwPipeLine::IntersectBound(const Rect<int>& r) {
 void SwPipeLine::SetColorTarget(std::shared_ptr<BitmapBase> bitmap) {
     if (bitmap) FitBoundTo(*bitmap, 4);
     colorTarget = bitmap;
-    AddOperation(std::make_shared<SwTargetColorOp>(std::move(bitmap)));
+    AddOperation(MakeOperation(targetColorSlot, std::move(bitmap)));
 }
 
 void SwPipeLine::SetShapeTarget(std::shared_ptr<BitmapBase> bitmap) {
@@ -107,19 +123,19 @@ void SwPipeLine::SetBackdropColor(std::shared_ptr<BitmapBase> bitmap) {
 }
 
 void SwPipeLine::SetColorSource(std::shared_ptr<SwColorSource> source) {
-    AddOperation(std::make_shared<SwSourceColorOp>(std::move(source)));
+    AddOperation(MakeOperation(sourceColorSlot, std::move(source)));
 }
 
 void SwPipeLine::AddShapeFiller() { AddOperation(std::make_shared<ShapeFilleOp>()); }
 
 void SwPipeLine::SetBasicComposite() {
-    AddOperation(std::make_shared<SwSourceShapeOp>());
+    AddOperation(MakeOperation(sourceShapeSlot));
     if (blendMode != BlendMode::Normal)
         AddOperation(std::make_shared<SwBasicCompositeOp>());
     else if (CpuInfo::m_SSE2Available)
         AddOperation(std::make_shared<SwBasicCompositeNormalSSE2Op>());
     else
-        AddOperation(std::make_shared<SwBasicCompositeNormalOp>());
+        AddOperation(MakeOperation(compositeSlot));
 }
 
 void SwPipeLine::SetLayerComposite(bool knockout, bool isolated) {
@@ -131,15 +147,65 @@ void SwPipeLine::SetLayerComposite(bool knockout, bool isolated) {
 }
 
 void SwPipeLine::AddOperation(std::shared_ptr<SwOperation> operation) {
-    // A multiset puts an element behind the others that compare equal, so
-    // operations of one stage keep the order of their arrival.
+    // An operation goes behind all others of its stage, so operations of one
+    // stage keep the order of their arrival.
     if (!operation) return;
-    operations.insert(std::move(operation));
-    sequence.clear();
-    for (const std::shared_ptr<SwOperation>& op : operations) sequence.push_back(op.get());
+    const int stage = operation->GetStage();
+    std::size_t at = operations.size();
+    while (at > 0 && operations[at - 1]->GetStage() > stage) --at;
+    if (operations.capacity() == 0) operations.reserve(8);
+    operations.insert(operations.begin() + static_cast<std::ptrdiff_t>(at), std::move(operation));
+    ClassifyOperations();
 }
 
-std::vector<SwOperation*> SwPipeLine::GetOperations() const { return sequence; }
+void SwPipeLine::ClassifyOperations() {
+    fused = Fused::None;
+    fusedSource = nullptr;
+    if (operations.size() != 4) return;
+    SwOperation* sequence[4] = {operations[0].get(), operations[1].get(), operations[2].get(),
+                                operations[3].get()};
+    // Exact types only: a derived operation may do more than its base.
+    const bool prepare = (typeid(*sequence[0]) == typeid(SwTargetColorOp) &&
+                          typeid(*sequence[1]) == typeid(SwSourceShapeOp)) ||
+                         (typeid(*sequence[0]) == typeid(SwSourceShapeOp) &&
+                          typeid(*sequence[1]) == typeid(SwTargetColorOp));
+    if (!prepare || typeid(*sequence[2]) != typeid(SwSourceColorOp) ||
+        typeid(*sequence[3]) != typeid(SwBasicCompositeNormalOp))
+        return;
+    SwColorSource* source = static_cast<SwSourceColorOp*>(sequence[2])->GetSource();
+    if (source && typeid(*source) == typeid(SwSolidColorSource)) {
+        fused = Fused::Solid;
+        fusedColor = static_cast<SwSolidColorSource*>(source)->GetColor();
+    } else if (!source) {
+        // Transparent black everywhere: the composite leaves every pixel.
+        fused = Fused::Solid;
+        fusedColor = 0;
+    } else {
+        fused = Fused::Uniform;
+        fusedSource = source;
+    }
+}
+
+void SwPipeLine::RunFused(int y, int x1, int x2, unsigned int coverage) {
+    if (x2 <= x1) return;
+    const LockedData& lock = context.targetLock;
+    uint32_t* target = reinterpret_cast<uint32_t*>(static_cast<unsigned char*>(lock.data) +
+                                                   static_cast<std::ptrdiff_t>(lock.stride) * y + 4 * x1);
+    if (fused == Fused::Solid) {
+        SwBasicCompositeNormalOp::ComposeConstant(target, fusedColor, coverage, x2 - x1);
+    } else {
+        EnsureScratch();
+        fusedSource->FillSpan(x1, x2, y, reinterpret_cast<unsigned char*>(sourceColor));
+        SwBasicCompositeNormalOp::ComposeSpanUniform(target, sourceColor, coverage, x2 - x1);
+    }
+}
+
+std::vector<SwOperation*> SwPipeLine::GetOperations() const {
+    std::vector<SwOperation*> sequence;
+    sequence.reserve(operations.size());
+    for (const std::shared_ptr<SwOperation>& op : operations) sequence.push_back(op.get());
+    return sequence;
+}
 
 void SwPipeLine::Execute() {
     if (!geometry) return;
@@ -150,13 +216,17 @@ void SwPipeLine::Execute() {
 }
 
 void SwPipeLine::RunOperations() {
-    for (SwOperation* op : sequence) (*op)(context);
+    EnsureScratch();
+    for (std::size_t i = 0; i < operations.size(); ++i) (*operations[i])(context);
 }
 
 void SwPipeLine::FillSpan(const Params& p) {
     params = p;
     TargetLock lock(*this);
-    RunOperations();
+    if (fused != Fused::None && context.targetLock.data)
+        RunFused(p.y, p.x1, p.x2, p.coverage);
+    else
+        RunOperations();
 }
 
 void SwPipeLine::AddRectangle(int left, int top, int right, int bottom) {
@@ -167,6 +237,13 @@ void SwPipeLine::AddRectangle(int left, int top, int right, int bottom) {
     const int y2 = std::min(bottom, bound.bottom);
     // One lock for all the rows.
     TargetLock lock(*this);
+    if (fused != Fused::None && context.targetLock.data) {
+        for (int y = std::max(top, bound.top); y < y2; ++y) {
+            params.y = y;
+            RunFused(y, params.x1, params.x2, 255);
+        }
+        return;
+    }
     for (int y = std::max(top, bound.top); y < y2; ++y) {
         params.y = y;
         RunOperations();

@@ -4,10 +4,14 @@
 #include "Graphics/Geometry.h"
 #include "Graphics/Rasterizer.h"
 #include "Graphics/Types.h"
+#include "sw/SwBasicCompositeNormalOp.h"
 #include "sw/SwOperation.h"
+#include "sw/SwSourceColorOp.h"
+#include "sw/SwSourceShapeOp.h"
+#include "sw/SwTargetColorOp.h"
 
 #include <memory>
-#include <set>
+#include <optional>
 #include <vector>
 
 namespace Graphics {
@@ -19,7 +23,8 @@ class SwColorSource;
 // rasterizer delivers it runs its operations over that span, stage by stage.
 // The unit of work is one run of pixels on one row with one coverage value;
 // the two scratch rows hold one full row of the constructor's rectangle and
-// are the only allocations of a fill.
+// are the only allocations of the span loop. They share one block, made when
+// a span first needs them: a solid fill that runs fused needs neither.
 //
 // Must be held by a shared_ptr: Execute hands itself to the rasterizer.
 class SwPipeLine : public std::enable_shared_from_this<SwPipeLine>, public RasterizationSink {
@@ -69,16 +74,28 @@ public:
     std::vector<SwOperation*> GetOperations() const;
 
 private:
-    struct StageOrder {
-        bool operator()(const std::shared_ptr<SwOperation>& a, const std::shared_ptr<SwOperation>& b) const {
-            return a->GetStage() < b->GetStage();
-        }
-    };
+    // The operation lists that the pipeline runs in one fused step rather
+    // than operation by operation. Both are the plain Normal fill: colour
+    // target, coverage row, colour source, Normal composite, and nothing
+    // else. With a solid source the colour row is not needed either.
+    enum class Fused { None, Uniform, Solid };
 
     // Locks the colour target for as long as it lives, if there is one.
     class TargetLock;
 
     void RunOperations();
+    // The operation in its slot inside the pipeline, when the slot is still
+    // free, and on the heap otherwise. A fill then needs no allocation for
+    // the operations of a plain fill.
+    template <class Op, class... Args>
+    std::shared_ptr<SwOperation> MakeOperation(std::optional<Op>& slot, Args&&... args);
+    // Makes the scratch rows, once.
+    void EnsureScratch();
+    // Works out whether the operation list is one that runs fused.
+    void ClassifyOperations();
+    // What RunOperations does for one span, in one step, while the colour
+    // target is locked.
+    void RunFused(int y, int x1, int x2, unsigned int coverage);
     // Keeps spans inside a plane that is smaller than the rectangle, and off
     // a plane whose pixels are too small for the operation that reads it.
     void FitBoundTo(const BitmapBase& bitmap, int bytesPerPixel);
@@ -94,14 +111,23 @@ private:
     bool adjustRectangles = false;
     BlendMode::Enum blendMode = BlendMode::Normal;
     std::shared_ptr<Geometry> geometry;
-    std::multiset<std::shared_ptr<SwOperation>, StageOrder> operations;
-    // The same operations in running order, as plain pointers: the span loop
-    // walks this rather than the tree.
-    std::vector<SwOperation*> sequence;
+    std::optional<SwTargetColorOp> targetColorSlot;
+    std::optional<SwSourceShapeOp> sourceShapeSlot;
+    std::optional<SwSourceColorOp> sourceColorSlot;
+    std::optional<SwBasicCompositeNormalOp> compositeSlot;
+    // Ordered by stage, ascending; within a stage in the order of arrival.
+    // Those in the slots above are held without ownership.
+    std::vector<std::shared_ptr<SwOperation>> operations;
+    Fused fused = Fused::None;
+    SwColorSource* fusedSource = nullptr;
+    uint32_t fusedColor = 0;
     std::shared_ptr<BitmapBase> colorTarget;
     std::shared_ptr<BitmapBase> shapeTarget;
     std::shared_ptr<BitmapBase> alphaTarget;
     std::shared_ptr<BitmapBase> backdrop;
+    int scratchWidth = 1;
+    // The colour row, followed by the shape row.
+    uint32_t* scratch = nullptr;
     unsigned char* sourceShape = nullptr;
     uint32_t* sourceColor = nullptr;
 };

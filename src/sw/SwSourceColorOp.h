@@ -15,6 +15,8 @@ public:
     explicit SwSourceColorOp(std::shared_ptr<SwColorSource> source);
     void operator()(OperationContext& context) override;
 
+    SwColorSource* GetSource() const { return source.get(); }
+
 private:
     std::shared_ptr<SwColorSource> source;
 };

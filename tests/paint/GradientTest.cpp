@@ -2,10 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
+#include <map>
+#include <random>
 #include <vector>
 
 #include "Graphics/Gradient.h"
+#include "paint/GradientStopLookup.h"
 
 using namespace Graphics;
 
@@ -320,4 +324,125 @@ TEST(GradientTest, SamplerSharesTheStops) {
 
     GradientSampler none(nullptr);
     EXPECT_EQ(none.GetColor(0.5f), 0u);
+}
+
+namespace {
+
+// The lookup written out step by step on a multimap, with every branch of
+// the definition kept (f = 0, f = 255, below the first stop).
+unsigned int ReferenceLookup(const std::multimap<float, unsigned int>& stops, float t) {
+    if (stops.empty()) return 0;
+    auto next = stops.lower_bound(t);
+    if (next == stops.end()) return 0;
+    if (next->first == t) return next->second;
+    if (next == stops.begin()) return next->second;
+    auto previous = std::prev(next);
+    const float v = (next->first - t) / (next->first - previous->first) * 255.0f;
+    const unsigned int f =
+        (v > -2147483648.0f && v < 2147483648.0f) ? (static_cast<unsigned int>(static_cast<int>(v)) & 0xFFu) : 0u;
+    if (f == 255) return previous->second;
+    auto scale = [](unsigned int c, unsigned int w) {
+        return ((((c & 0x00FF00FFu) * w) >> 8) & 0x00FF00FFu) | ((((c >> 8) & 0x00FF00FFu) * w) & 0xFF00FF00u);
+    };
+    return scale(previous->second, f + 1) + (f == 0 ? next->second : scale(next->second, 256 - f));
+}
+
+unsigned int ReferencePremultiplied(unsigned int color) {
+    const unsigned int a = (color >> 24) + 1;
+    if (a == 256) return color;
+    const unsigned int c = color | 0xFF000000u;
+    return ((((c & 0x00FF00FFu) * a) >> 8) & 0x00FF00FFu) | ((((c >> 8) & 0x00FF00FFu) * a) & 0xFF00FF00u);
+}
+
+}  // namespace
+
+TEST(GradientTest, LookupMatchesAStepByStepReferenceOnRandomStops) {
+    std::mt19937 random(12345);
+    std::uniform_real_distribution<float> unit(-0.25f, 1.25f);
+    const float specials[] = {0.0f, -0.0f, 1.0f, 0.5f, std::numeric_limits<float>::infinity(),
+                              -std::numeric_limits<float>::infinity(), std::nanf("")};
+    for (int round = 0; round < 300; ++round) {
+        auto gradient = std::make_shared<LinearGradient>(nullptr, 0, Point<float>(), Point<float>(1, 0));
+        GradientStopCollection& stops = *gradient->GetGradientStopCollection();
+        GradientSampler sampler(gradient);
+        std::multimap<float, unsigned int> reference;
+        const int count = static_cast<int>(random() % 7);
+        for (int i = 0; i < count; ++i) {
+            float offset = unit(random);
+            const unsigned int pick = random() % 10;
+            if (pick < 2 && !reference.empty()) offset = std::next(reference.begin(), random() % reference.size())->first;
+            // A NaN offset only in some rounds: the map walk takes over then.
+            if (pick == 2 && round % 5 == 0) offset = specials[random() % 7];
+            const unsigned int color = static_cast<unsigned int>(random());
+            stops.InsertStop(offset, color);
+            reference.insert({offset, color});
+        }
+
+        std::vector<float> probes = {std::nanf(""), -1.0f, 2.0f};
+        for (const auto& stop : reference) {
+            probes.push_back(stop.first);
+            probes.push_back(std::nextafter(stop.first, -1e30f));
+            probes.push_back(std::nextafter(stop.first, 1e30f));
+        }
+        for (int i = 0; i < 200; ++i) probes.push_back(unit(random));
+        for (float t : probes) {
+            const unsigned int expected = ReferenceLookup(reference, t);
+            ASSERT_EQ(stops.GetColor(t), expected) << "round " << round << " t " << t;
+            ASSERT_EQ(sampler.GetColor(t), ReferencePremultiplied(expected)) << "round " << round << " t " << t;
+        }
+    }
+}
+
+TEST(GradientTest, SpanShadingMatchesTheLookupPixelByPixel) {
+    std::mt19937 random(777);
+    auto scale = [](unsigned int c, unsigned int w) {
+        return ((((c & 0x00FF00FFu) * w) >> 8) & 0x00FF00FFu) | ((((c >> 8) & 0x00FF00FFu) * w) & 0xFF00FF00u);
+    };
+    for (int round = 0; round < 200; ++round) {
+        auto gradient = std::make_shared<LinearGradient>(nullptr, 0, Point<float>(), Point<float>(1, 0));
+        GradientStopCollection& stops = *gradient->GetGradientStopCollection();
+        std::multimap<float, unsigned int> reference;
+        const int count = 1 + static_cast<int>(random() % 5);
+        for (int i = 0; i < count; ++i) {
+            // Mostly within 0..1, sometimes at the very ends or beyond.
+            const float offset = (random() % 4 == 0) ? static_cast<float>(random() % 3) * 0.5f
+                                                      : std::uniform_real_distribution<float>(-0.1f, 1.1f)(random);
+            const unsigned int color = static_cast<unsigned int>(random());
+            stops.InsertStop(offset, color);
+            reference.insert({offset, color});
+        }
+        const unsigned int weight = (round % 3 == 0) ? 256u : 1u + static_cast<unsigned int>(random() % 256);
+        const unsigned int startColor = static_cast<unsigned int>(random());
+        const unsigned int endColor = static_cast<unsigned int>(random());
+
+        // Runs of parameters as spans make them: a start and a step, some
+        // steps tiny or zero, some crossing 0 and 1; and a NaN now and then.
+        const size_t n = 1 + random() % 150;
+        std::vector<float> t(n);
+        float value = std::uniform_real_distribution<float>(-0.3f, 1.3f)(random);
+        const float steps[] = {0.0f, 1e-7f, 0.003f, -0.011f, 0.05f, 0.3f};
+        const float step = steps[random() % 6];
+        for (size_t i = 0; i < n; ++i) {
+            t[i] = value;
+            value += step;
+        }
+        if (round % 10 == 0) t[random() % n] = std::nanf("");
+        if (round % 7 == 0) t[random() % n] = reference.begin()->first;
+
+        GradientSampler sampler(gradient);
+        GradientStopLookup lookup(sampler);
+        std::vector<uint32_t> shaded(n + 1, 0xDEADBEEFu);
+        lookup.Shade(t.data(), n, startColor, endColor, weight, shaded.data());
+        EXPECT_EQ(shaded[n], 0xDEADBEEFu);
+        for (size_t i = 0; i < n; ++i) {
+            unsigned int expected;
+            if (t[i] < 0.0f)
+                expected = startColor;
+            else if (t[i] > 1.0f)
+                expected = endColor;
+            else
+                expected = scale(ReferencePremultiplied(ReferenceLookup(reference, t[i])), weight);
+            ASSERT_EQ(shaded[i], expected) << "round " << round << " pixel " << i << " t " << t[i];
+        }
+    }
 }

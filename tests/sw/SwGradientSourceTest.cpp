@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <random>
 #include <vector>
 
 #include "Graphics/Brush.h"
@@ -471,4 +472,121 @@ TEST(SwGradientSourceTest, FactoryDispatch) {
     EXPECT_GRAPHICS_FAILURE(SwColorSource::CreateFromBrush(std::make_shared<GradientBrush>(nullptr), bounds, Matrix()),
                             "Factory", "Not implemented");
     EXPECT_GRAPHICS_FAILURE(SwGradientColorSource::Factory(nullptr, bounds, Matrix()), "Factory", "Not implemented");
+}
+
+namespace {
+
+std::shared_ptr<GradientStopCollection> RandomStops(std::mt19937& random, LinearGradientBase& gradient) {
+    auto stops = gradient.GetGradientStopCollection();
+    const int count = 1 + static_cast<int>(random() % 5);
+    for (int i = 0; i < count; ++i) {
+        const float offset = (random() % 4 == 0) ? static_cast<float>(random() % 3) * 0.5f
+                                                  : std::uniform_real_distribution<float>(-0.1f, 1.1f)(random);
+        stops->InsertStop(offset, static_cast<unsigned int>(random()));
+    }
+    return stops;
+}
+
+}  // namespace
+
+TEST(SwGradientSourceTest, SpansMatchAPixelByPixelReferenceOnRandomGradients) {
+    std::mt19937 random(4242);
+    std::uniform_real_distribution<float> coordinate(-40.0f, 80.0f);
+    std::uniform_real_distribution<float> radius(0.0f, 60.0f);
+    for (int round = 0; round < 150; ++round) {
+        const float opacity = (round % 3 == 0) ? 1.0f : std::uniform_real_distribution<float>(0.0f, 1.0f)(random);
+        const int x0 = static_cast<int>(random() % 60) - 20;
+        const int x1 = x0 + static_cast<int>(random() % 140);
+        const int y = static_cast<int>(random() % 80) - 20;
+
+        // Linear: t starts at the pixel's parameter and is carried by addition.
+        {
+            auto gradient = std::make_shared<LinearGradient>(nullptr, 0, Point<float>(coordinate(random), coordinate(random)),
+                                                             Point<float>(coordinate(random), coordinate(random)));
+            if (round % 4 == 1) gradient->SetEndPoint(Point<float>(gradient->GetStartPoint().x + 0.01f, 500.0f));
+            RandomStops(random, *gradient);
+            gradient->SetExtendStart(random() % 2 == 0);
+            gradient->SetExtendEnd(random() % 2 == 0);
+            auto brush = std::make_shared<GradientBrush>(gradient);
+            brush->SetOpacity(opacity);
+            SwLinearGradientColorSource source(brush, Matrix(1, 0, 0, 1, 0.5f, -2.0f));
+            GradientSampler sampler(gradient);
+            const Matrix& m = source.GetMatrix();
+            float t = (static_cast<float>(x0) * m.m11 + static_cast<float>(y) * m.m21) + m.dx;
+            const std::vector<uint32_t> span = Span(source, x0, x1, y);
+            for (int x = x0; x < x1; ++x, t += m.m11) {
+                uint32_t expected = source.GetEndColor();
+                if (t < 0.0f)
+                    expected = source.GetStartColor();
+                else if (!(t > 1.0f))
+                    expected = SwGradientColorSource::ApplyWeight(sampler.GetColor(t), source.GetOpacityWeight());
+                ASSERT_EQ(span[static_cast<size_t>(x - x0)], expected) << "linear round " << round << " x " << x;
+            }
+        }
+
+        // Radial: the two-circle equation solved per pixel, as written out.
+        {
+            auto gradient = std::make_shared<RadialGradient>(nullptr, 0, Point<float>(coordinate(random), coordinate(random)),
+                                                             radius(random),
+                                                             Point<float>(coordinate(random), coordinate(random)),
+                                                             radius(random));
+            if (round % 4 == 2) gradient->SetEndPoint(gradient->GetStartPoint());
+            RandomStops(random, *gradient);
+            gradient->SetExtendStart(random() % 2 == 0);
+            gradient->SetExtendEnd(random() % 2 == 0);
+            RadialGradientFiller filler(gradient, Matrix(1.5f, 0.25f, -0.5f, 1.0f, 3.0f, 1.0f), opacity);
+            GradientSampler sampler(gradient);
+
+            const float dr = gradient->GetEndRadius() - gradient->GetStartRadius();
+            const float k = 1.0f / dr;
+            const Point<float> c0 = gradient->GetStartPoint();
+            const Point<float> c1 = gradient->GetEndPoint();
+            const float a = (c0.x - c1.x) * k;
+            const float b = (c0.y - c1.y) * k;
+            const float c = gradient->GetStartRadius() * k;
+            const float cSquared = c * c;
+            const float q = b * b + a * a - 1.0f;
+            const float fourA = 4.0f * q;
+            const float inverseTwoA = 1.0f / (q + q);
+            const Matrix& m = filler.GetMatrix();
+            const float bStep = 2.0f * (a * m.m11 + b * m.m12);
+            float ux = (m.m21 * static_cast<float>(y) + m.m11 * static_cast<float>(x0)) + m.dx;
+            float uy = (static_cast<float>(y) * m.m22 + static_cast<float>(x0) * m.m12) + m.dy;
+            float bb = 2.0f * ((a * ux + b * uy) - c);
+
+            std::vector<uint32_t> span(static_cast<size_t>(x1 - x0) + 1, kGuard);
+            filler.FillSpan(x0, x1, y, reinterpret_cast<unsigned char*>(span.data()));
+            EXPECT_EQ(span.back(), kGuard);
+            for (int x = x0; x < x1; ++x, bb += bStep, ux += m.m11, uy += m.m12) {
+                const float cc = uy * uy + ux * ux - cSquared;
+                uint32_t expected = 0;
+                float t1 = 0.0f, t2 = 0.0f;
+                bool covered = true;
+                if (fourA == 0.0f) {
+                    t1 = t2 = -cc / bb;
+                } else {
+                    const float d = bb * bb - fourA * cc;
+                    if (d > 0.0f) {
+                        const double r = std::sqrt(static_cast<double>(d));
+                        t1 = static_cast<float>((-static_cast<double>(bb) + r) * static_cast<double>(inverseTwoA));
+                        t2 = static_cast<float>((-static_cast<double>(bb) - r) * static_cast<double>(inverseTwoA));
+                    } else if (d == 0.0f) {
+                        t1 = t2 = -(inverseTwoA * bb);
+                    } else {
+                        covered = false;
+                    }
+                }
+                if (covered) {
+                    const float t = (t1 >= 0.0f && t1 <= 1.0f) ? t1 : t2;
+                    if (t < 0.0f)
+                        expected = filler.GetStartColor();
+                    else if (t > 1.0f)
+                        expected = filler.GetEndColor();
+                    else
+                        expected = SwGradientColorSource::ApplyWeight(sampler.GetColor(t), filler.GetOpacityWeight());
+                }
+                ASSERT_EQ(span[static_cast<size_t>(x - x0)], expected) << "radial round " << round << " x " << x;
+            }
+        }
+    }
 }
