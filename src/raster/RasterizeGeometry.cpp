@@ -40,11 +40,29 @@ void RasterizeGeometry(std::shared_ptr<Geometry> geometry, const Matrix& transfo
     if (!geometry || !sink) return;
     FpuState fpuState;
 
-    std::shared_ptr<Rasterizer> rasterizer = std::make_shared<Rasterizer>(clip, _Tolerance, adjustRectangles, sink);
-    const std::shared_ptr<GeometrySink> head = MakeRasterizationChain(*geometry, transform, rasterizer);
-    rasterizer->BeginGeometry();
-    geometry->SendToSink(head);
-    rasterizer->EndGeometry();
+    // The stages live only for this call and nobody keeps them, so they stay
+    // on the stack; the pointers handed down the chain own nothing.
+    Rasterizer rasterizer(clip, _Tolerance, adjustRectangles, std::move(sink));
+    const std::shared_ptr<Rasterizer> last(std::shared_ptr<Rasterizer>(), &rasterizer);
+    const Rect<float> bound = geometry->GetBound(transform);
+    const bool clipX = -_StripLimit > bound.left || bound.right >= _StripLimit;
+    const bool clipY = -_StripLimit > bound.top || bound.bottom >= _StripLimit;
+    if (clipX || clipY) {
+        // Far-reaching paths are rare: the general chain serves them.
+        const std::shared_ptr<GeometrySink> head = MakeRasterizationChain(*geometry, transform, last);
+        rasterizer.BeginGeometry();
+        geometry->SendToSink(head);
+        rasterizer.EndGeometry();
+        return;
+    }
+    rasterizer.BeginGeometry();
+    if (transform.IsIdentity()) {
+        geometry->SendToSink(last);
+    } else {
+        Transformer transformer(transform, last);
+        geometry->SendToSink(std::shared_ptr<GeometrySink>(std::shared_ptr<GeometrySink>(), &transformer));
+    }
+    rasterizer.EndGeometry();
 }
 
 }  // namespace Graphics

@@ -94,7 +94,10 @@ Rasterizer::~Rasterizer() {}
 void Rasterizer::BeginGeometry() {
     yMin = _IntMax;
     yMax = _IntMin;
-    points.reserve(256);
+    // Small enough for the allocator's per-thread cache; longer paths grow
+    // the vectors as they go.
+    points.reserve(64);
+    edges.reserve(16);
 }
 
 void Rasterizer::EndGeometry() { Rasterize(); }

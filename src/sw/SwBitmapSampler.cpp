@@ -354,6 +354,9 @@ inline bool _ExactSteps(float start, float step, int count) {
     return bound < 1073741824.0 && bound < std::ldexp(1.0, 23 + low);
 }
 
+// The longest span whose columns SpanAxisTable keeps.
+constexpr int kColumnTableLimit = 1 << 16;
+
 #ifdef GRAPHICS_SAMPLER_SSE2
 // SwExtend::Clamp on four coordinates: below 1 gives 0, above last gives last.
 GRAPHICS_SAMPLER_INLINE __m128i _Clamp4(__m128i t, __m128i last) {
@@ -655,7 +658,162 @@ void SwBitmapSampler::SpanAxis(int x0, int x1, int y, unsigned char* destination
             return;
         }
     }
+    // Without m21, fy * m21 is a zero and px is the same for every span
+    // starting at x0, so are all the positions accumulated from it.
+    if (matrix.m21 == 0.0f && count <= kColumnTableLimit &&
+        SpanAxisTable<P, Linear, ExtendX, ExtendY>(x0, count, px, py, destination))
+        return;
     SpanAxisRun<P, Linear, ExtendX, ExtendY>(0, count, px, py, destination);
+}
+
+// Fills the column table for spans starting at x0, accumulating px exactly
+// as SpanAxisRun does, unless it already covers count pixels from there.
+template <bool Linear, SwExtend::Proc ExtendX>
+const SwBitmapSampler::ColumnTable* SwBitmapSampler::BuildColumnTable(int x0, int count, float px) const {
+    for (const ColumnTable& t : columnTables)
+        if (t.count > 0 && t.x0 == x0 && t.count >= count) return t.usable ? &t : nullptr;
+    // A start seen only once (a polygon's rows each start elsewhere) is not
+    // worth a table: the first span from it takes the general route.
+    bool seen = false;
+    for (const int start : columnStartsSeen)
+        if (start == x0) seen = true;
+    if (!seen) {
+        columnStartsSeen[columnStartNext] = x0;
+        columnStartNext = (columnStartNext + 1) % kColumnTables;
+        return nullptr;
+    }
+    ColumnTable& table = columnTables[columnTableNext];
+    columnTableNext = (columnTableNext + 1) % kColumnTables;
+    // Spans tend to grow and shrink around one length: room for a little
+    // more avoids building again for a slightly longer one.
+    const int n = count + 16 <= kColumnTableLimit ? count + 16 : count;
+    table.a.resize(static_cast<size_t>(n));
+    if (Linear) {
+        table.b.resize(static_cast<size_t>(n));
+        table.weight.resize(static_cast<size_t>(n));
+    }
+    const float m11 = matrix.m11;
+    const int w = width;
+    int32_t* a = table.a.data();
+    int32_t* b = table.b.data();
+    int32_t* weight = table.weight.data();
+    bool usable = true;
+    for (int i = 0; i < n; ++i) {
+        if (Linear) {
+            const int tx = _Truncate(px);
+            const uint32_t wx = _Fraction(px, tx);
+            // Only a non-finite or enormous position gives a weight past
+            // 255; the packed forms then differ from the vector lanes.
+            if (wx > 255u) usable = false;
+            a[i] = ExtendX(w, tx);
+            b[i] = wx != 0 ? ExtendX(w, tx + 1) : a[i];
+            weight[i] = static_cast<int32_t>(wx & 255u);
+        } else {
+            a[i] = ExtendX(w, _Truncate(px + 0.5f));
+        }
+        px += m11;
+    }
+    table.x0 = x0;
+    table.count = n;
+    table.usable = usable;
+    return usable ? &table : nullptr;
+}
+
+template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
+bool SwBitmapSampler::SpanAxisTable(int x0, int count, float px, float py, unsigned char* destination) const {
+    const ColumnTable* table = BuildColumnTable<Linear, ExtendX>(x0, count, px);
+    if (!table) return false;
+    const uint32_t op = static_cast<uint32_t>(opacity);
+    const uint32_t* colors = paletteColors;
+    const int32_t* a = table->a.data();
+    int i = 0;
+
+    if (!Linear) {
+        const unsigned char* row = GetRowPointer(ExtendY(height, _Truncate(py + 0.5f)));
+        for (; i < count; ++i) {
+            const uint32_t word = P::Finish(P::Get(row, a[i], colors), op);
+            std::memcpy(destination + 4 * static_cast<ptrdiff_t>(i), &word, sizeof word);
+        }
+        return true;
+    }
+
+    const int32_t* b = table->b.data();
+    const int32_t* weight = table->weight.data();
+    const int ty = _Truncate(py);
+    const uint32_t wy = _Fraction(py, ty);
+    const unsigned char* row0 = GetRowPointer(ExtendY(height, ty));
+    const unsigned char* row1 = wy != 0 ? GetRowPointer(ExtendY(height, ty + 1)) : row0;
+#ifdef GRAPHICS_SAMPLER_SSE2
+    if (P::kVector) {
+        const __m128i wyv = _mm_set1_epi16(static_cast<short>(wy));
+        for (; i + 4 <= count; i += 4) {
+            const __m128i fv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(weight + i));
+            __m128i wlo, whi;
+            _Weights4(fv, wlo, whi);
+            const int32_t* ai = a + i;
+            const int32_t* bi = b + i;
+            if (P::kPlainWords) {
+                // Near a unit step the four pixels and their neighbours lie
+                // side by side: two loads a row.
+                const __m128i run = _mm_add_epi32(_mm_set1_epi32(ai[0]), _mm_set_epi32(3, 2, 1, 0));
+                const __m128i av = _mm_loadu_si128(reinterpret_cast<const __m128i*>(ai));
+                const __m128i bv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bi));
+                const __m128i same = _mm_and_si128(_mm_cmpeq_epi32(run, av),
+                                                   _mm_cmpeq_epi32(_mm_add_epi32(run, _mm_set1_epi32(1)), bv));
+                if (_mm_movemask_epi8(same) == 0xFFFF) {
+                    const ptrdiff_t offset = 4 * static_cast<ptrdiff_t>(ai[0]);
+                    __m128i top = _Lerp4(_mm_loadu_si128(reinterpret_cast<const __m128i*>(row0 + offset)),
+                                         _mm_loadu_si128(reinterpret_cast<const __m128i*>(row0 + offset + 4)), wlo,
+                                         whi);
+                    if (wy != 0) {
+                        const __m128i bottom =
+                            _Lerp4(_mm_loadu_si128(reinterpret_cast<const __m128i*>(row1 + offset)),
+                                   _mm_loadu_si128(reinterpret_cast<const __m128i*>(row1 + offset + 4)), wlo, whi);
+                        top = _Lerp4(top, bottom, wyv, wyv);
+                    }
+                    _Finish4<P>(top, op, destination + 4 * static_cast<ptrdiff_t>(i));
+                    continue;
+                }
+            }
+            __m128i top = _mm_set_epi32(
+                static_cast<int>(P::Get(row0, ai[3], colors)), static_cast<int>(P::Get(row0, ai[2], colors)),
+                static_cast<int>(P::Get(row0, ai[1], colors)), static_cast<int>(P::Get(row0, ai[0], colors)));
+            const __m128i right = _mm_set_epi32(
+                static_cast<int>(P::Get(row0, bi[3], colors)), static_cast<int>(P::Get(row0, bi[2], colors)),
+                static_cast<int>(P::Get(row0, bi[1], colors)), static_cast<int>(P::Get(row0, bi[0], colors)));
+            top = _Lerp4(top, right, wlo, whi);
+            if (wy != 0) {
+                const __m128i left1 = _mm_set_epi32(
+                    static_cast<int>(P::Get(row1, ai[3], colors)), static_cast<int>(P::Get(row1, ai[2], colors)),
+                    static_cast<int>(P::Get(row1, ai[1], colors)), static_cast<int>(P::Get(row1, ai[0], colors)));
+                const __m128i right1 = _mm_set_epi32(
+                    static_cast<int>(P::Get(row1, bi[3], colors)), static_cast<int>(P::Get(row1, bi[2], colors)),
+                    static_cast<int>(P::Get(row1, bi[1], colors)), static_cast<int>(P::Get(row1, bi[0], colors)));
+                top = _Lerp4(top, _Lerp4(left1, right1, wlo, whi), wyv, wyv);
+            }
+            _Finish4<P>(top, op, destination + 4 * static_cast<ptrdiff_t>(i));
+        }
+    }
+#endif
+    for (; i < count; ++i) {
+        const uint32_t wx = static_cast<uint32_t>(weight[i]);
+        uint32_t v;
+        if ((wx | wy) == 0) {
+            v = P::Get(row0, a[i], colors);
+        } else {
+            typename P::Wide top = P::Widen(P::Get(row0, a[i], colors));
+            if (wx != 0) top = P::Lerp(top, P::Widen(P::Get(row0, b[i], colors)), wx);
+            if (wy != 0) {
+                typename P::Wide bottom = P::Widen(P::Get(row1, a[i], colors));
+                if (wx != 0) bottom = P::Lerp(bottom, P::Widen(P::Get(row1, b[i], colors)), wx);
+                top = P::Lerp(top, bottom, wy);
+            }
+            v = P::Narrow(top);
+        }
+        const uint32_t word = P::Finish(v, op);
+        std::memcpy(destination + 4 * static_cast<ptrdiff_t>(i), &word, sizeof word);
+    }
+    return true;
 }
 
 // Pixels i0..i1-1 of a span whose pixel i0 lies at (px, py).

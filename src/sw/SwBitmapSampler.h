@@ -1,7 +1,9 @@
 #pragma once
 
+#include <climits>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "Graphics/Bitmap.h"
 #include "Graphics/Types.h"
@@ -80,6 +82,21 @@ public:
     int GetOpacity() const { return opacity; }
 
 private:
+    // The column tables of SpanAxisTable: for span pixel i, the first and
+    // second columns read (the second equal to the first where the x weight
+    // is 0) and the x weight. A table serves spans starting at x0 no longer
+    // than count; usable is false when building it met a weight outside
+    // 0..255. A shape's rows usually start at a few places (edge pixels,
+    // then the interior), hence several tables, replaced in turn.
+    struct ColumnTable {
+        std::vector<int32_t> a;
+        std::vector<int32_t> b;
+        std::vector<int32_t> weight;
+        int x0 = 0;
+        int count = 0;
+        bool usable = false;
+    };
+
     typedef void (SwBitmapSampler::*SpanProc)(int x0, int x1, int y, unsigned char* destination) const;
 
     // The routines are templates over a pixel format's reading and
@@ -109,6 +126,16 @@ private:
     void SpanAxis(int x0, int x1, int y, unsigned char* destination) const;
     template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
     void SpanAxisRun(int i0, int i1, float px, float py, unsigned char* destination) const;
+    // When x does not depend on y (m21 zero as well), the columns and x
+    // weights of a span starting at x0 are the same on every row: they are
+    // worked out once, by the same accumulation, and reused while spans
+    // keep starting there. Returns false where the table cannot stand in
+    // (no finite weights) or is not worth building yet (a start not seen
+    // before), the caller then taking the general route.
+    template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
+    bool SpanAxisTable(int x0, int count, float px, float py, unsigned char* destination) const;
+    template <bool Linear, SwExtend::Proc ExtendX>
+    const ColumnTable* BuildColumnTable(int x0, int count, float px) const;
 
     unsigned int SampleNone(const Point<float>& position) const;
     template <class P, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
@@ -148,6 +175,13 @@ private:
     // The palette as read by the indexed formats, padded with transparent
     // black so that no index byte can read past it.
     uint32_t paletteColors[256] = {};
+    static constexpr int kColumnTables = 4;
+    mutable ColumnTable columnTables[kColumnTables];
+    mutable int columnTableNext = 0;
+    // Starts of recent spans that had no table, so that a table is built
+    // only for a start that comes back.
+    mutable int columnStartsSeen[kColumnTables] = {INT_MIN, INT_MIN, INT_MIN, INT_MIN};
+    mutable int columnStartNext = 0;
 };
 
 }  // namespace Graphics

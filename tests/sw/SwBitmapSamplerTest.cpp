@@ -758,6 +758,21 @@ std::vector<uint32_t> AccumulatedSpan(const SwBitmapSampler& sampler, int x0, in
 
 }  // namespace
 
+// A bitmap of random bytes (and, when indexed, a random full palette).
+template <typename Next>
+std::shared_ptr<SysMemBitmap> RandomBitmap(int w, int h, PixelFormat::Enum format, Next& next) {
+    auto bitmap = MakeBitmap(w, h, format);
+    PixelBuffer& buffer = bitmap->GetBuffer();
+    for (int y = 0; y < h; ++y)
+        for (int b = 0; b < buffer.stride; ++b) buffer.GetPointer(y)[b] = static_cast<unsigned char>(next());
+    if (PixelFormat::IsIndexed(format)) {
+        std::vector<uint32_t> colors(256);
+        for (uint32_t& c : colors) c = next() * 257u;
+        bitmap->SetPalette(std::make_shared<Palette>(colors.data(), 256));
+    }
+    return bitmap;
+}
+
 // Spans without rotation take faster routes (rows chosen once, positions
 // four at a time, copies at a unit step); they must match the accumulation
 // one pixel at a time exactly, for every format, extension and placement.
@@ -769,15 +784,7 @@ TEST(SwBitmapSamplerTest, AxisAlignedSpansMatchAccumulation) {
     };
     const float scales[] = {1.0f, 1.0f, -1.0f, 4.0f, 16.0f, 0.25f, 0.5f, 1.5f, 0.7f, 3.0f / 7.0f, 2.0f, 0.0f};
     for (PixelFormat::Enum format : kAllFormats) {
-        auto bitmap = MakeBitmap(13, 7, format);
-        PixelBuffer& buffer = bitmap->GetBuffer();
-        for (int y = 0; y < 7; ++y)
-            for (int b = 0; b < buffer.stride; ++b) buffer.GetPointer(y)[b] = static_cast<unsigned char>(next());
-        if (PixelFormat::IsIndexed(format)) {
-            std::vector<uint32_t> colors(256);
-            for (uint32_t& c : colors) c = next() * 257u;
-            bitmap->SetPalette(std::make_shared<Palette>(colors.data(), 256));
-        }
+        auto bitmap = RandomBitmap(13, 7, format, next);
         for (InterpolationMode::Enum mode : {InterpolationMode::Nearest, InterpolationMode::Linear}) {
             for (int trial = 0; trial < 150; ++trial) {
                 const ExtendMode::Enum ex = kAllExtends[next() % 3];
@@ -802,4 +809,55 @@ TEST(SwBitmapSamplerTest, AxisAlignedSpansMatchAccumulation) {
             }
         }
     }
+}
+
+// One sampler serving many rows of spans that start at a handful of places,
+// longer and shorter than before, as a shape's edges and interior do: what a
+// span reuses from earlier spans must equal a fresh accumulation from its
+// own start. Scales like 256 / size, whose accumulated positions round.
+TEST(SwBitmapSamplerTest, RepeatedSpanStartsMatchAccumulation) {
+    uint32_t seed = 777u;
+    auto next = [&seed]() {
+        seed = seed * 1664525u + 1013904223u;
+        return seed >> 8;
+    };
+    const float scales[] = {256.0f / 13.0f, 256.0f / 100.0f, 256.0f / 200.0f, 0.3f, 1.0f / 3.0f, -2.5f, 5.0f / 7.0f,
+                            1.0f};
+    for (PixelFormat::Enum format : kAllFormats) {
+        auto bitmap = RandomBitmap(19, 11, format, next);
+        for (InterpolationMode::Enum mode : {InterpolationMode::Nearest, InterpolationMode::Linear}) {
+            for (int trial = 0; trial < 12; ++trial) {
+                const ExtendMode::Enum ex = kAllExtends[next() % 3];
+                const ExtendMode::Enum ey = kAllExtends[next() % 3];
+                const float sx = scales[next() % (sizeof scales / sizeof scales[0])];
+                const float sy = scales[next() % (sizeof scales / sizeof scales[0])];
+                const float dx = static_cast<float>(static_cast<int>(next() % 4000) - 2000) / 97.0f;
+                const float dy = static_cast<float>(static_cast<int>(next() % 4000) - 2000) / 89.0f;
+                const float opacity = next() % 3 == 0 ? 0.6f : 1.0f;
+                SwBitmapSampler sampler(bitmap, ex, ey, mode, opacity, Matrix(sx, 0.0f, 0.0f, sy, dx, dy));
+                // Six starts: more than are kept at once, so that some are
+                // dropped and built again.
+                int starts[6];
+                for (int& s : starts) s = static_cast<int>(next() % 300) - 150;
+                for (int span = 0; span < 60; ++span) {
+                    const int x0 = starts[next() % 6];
+                    const int x1 = x0 + 1 + static_cast<int>(next() % (next() % 4 == 0 ? 200 : 40));
+                    const int y = static_cast<int>(next() % 200) - 100;
+                    ASSERT_EQ(Span(sampler, x0, x1, y), AccumulatedSpan(sampler, x0, x1, y))
+                        << "format " << format << " mode " << mode << " scale " << sx << "," << sy << " offset "
+                        << dx << "," << dy << " span " << x0 << ".." << x1 << " row " << y;
+                }
+            }
+        }
+    }
+    // Positions too far out for an exact weight, and no position at all.
+    auto bitmap = MakeBitmap(5, 3, PixelFormat::ARGB8p);
+    const uint32_t words[4] = {0xFF102030u, 0x80402010u, 0x00000000u, 0xFFFFFFFFu};
+    for (int i = 0; i < 15; ++i) std::memcpy(bitmap->GetBuffer().GetPointer(i / 5) + 4 * (i % 5), &words[i % 4], 4);
+    for (float dx : {3.0e9f, -3.0e9f, std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN()})
+        for (InterpolationMode::Enum mode : {InterpolationMode::Nearest, InterpolationMode::Linear}) {
+            SwBitmapSampler sampler(bitmap, ExtendMode::Wrap, ExtendMode::Mirror, mode, 1.0f,
+                                    Matrix(0.75f, 0.0f, 0.0f, 1.0f, dx, 0.25f));
+            for (int y = 0; y < 3; ++y) EXPECT_EQ(Span(sampler, 2, 30, y), AccumulatedSpan(sampler, 2, 30, y));
+        }
 }
