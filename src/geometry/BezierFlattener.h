@@ -111,4 +111,22 @@ private:
     Point<float> point;  // the present point
 };
 
+inline bool IsFinitePoint(const Point<float>& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
+
+// Feeds the inner points of the curve from `from` to `lineTo`, then its end
+// point. A curve through a non-finite point has no points worth drawing, and
+// an infinite one would only make the stepper halve down to its floor: it
+// goes out as its end point alone.
+template <typename LineTo>
+void FlattenCurve(float tolerance, const Point<float>& from, const Point<float>& control1,
+                  const Point<float>& control2, const Point<float>& end, LineTo&& lineTo) {
+    if (IsFinitePoint(from) && IsFinitePoint(control1) && IsFinitePoint(control2) && IsFinitePoint(end)) {
+        BezierFlattener flattener(tolerance);
+        flattener.SetPoints(from, control1, control2, end);
+        Point<float> point;
+        while (flattener.NextPoint(&point)) lineTo(point);
+    }
+    lineTo(end);
+}
+
 }  // namespace Graphics

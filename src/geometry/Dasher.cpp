@@ -14,7 +14,6 @@ namespace {
 // (0x3727C5AC).
 const float _Slack = 0.00001f;
 
-bool _IsFinite(const Point<float>& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 
 float _Length(const Point<float>& a, const Point<float>& b) {
     const float dx = b.x - a.x;
@@ -111,14 +110,7 @@ void Dasher::EndFigureClose() {
 void Dasher::LineTo(const Point<float>& point) { AdvanceTo(point); }
 
 void Dasher::CurveTo(const Point<float>& control1, const Point<float>& control2, const Point<float>& end) {
-    // See Pen::CurveTo: a non-finite curve keeps only its end point.
-    if (_IsFinite(lastPoint) && _IsFinite(control1) && _IsFinite(control2) && _IsFinite(end)) {
-        BezierFlattener flattener(tolerance);
-        flattener.SetPoints(lastPoint, control1, control2, end);
-        Point<float> q;
-        while (flattener.NextPoint(&q)) AdvanceTo(q);
-    }
-    AdvanceTo(end);
+    FlattenCurve(tolerance, lastPoint, control1, control2, end, [this](const Point<float>& p) { AdvanceTo(p); });
 }
 
 void Dasher::Emit(bool gap, const Point<float>& p) {

@@ -23,7 +23,6 @@ float _Length(const Point<float>& a, const Point<float>& b) {
     return std::sqrt(dx * dx + dy * dy);
 }
 
-bool _IsFinite(const Point<float>& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 
 // The point at angle a on the circle of radius h round b. The trigonometry
 // runs in double on the float angle; the result is rounded once.
@@ -66,16 +65,10 @@ void Pen::LineTo(const Point<float>& point) {
 }
 
 void Pen::CurveTo(const Point<float>& control1, const Point<float>& control2, const Point<float>& end) {
-    // A curve with a non-finite point flattens into nothing but non-finite
-    // points, and an infinite one into the flattener's largest count of them:
-    // only its end point is kept.
-    if (_IsFinite(currentPoint) && _IsFinite(control1) && _IsFinite(control2) && _IsFinite(end)) {
-        BezierFlattener flattener(tolerance);
-        flattener.SetPoints(currentPoint, control1, control2, end);
-        Point<float> q;
-        while (flattener.NextPoint(&q)) AdvanceTo(q, false);
-    }
-    AdvanceTo(end, false);
+    // Joins belong between segments of the path, not between the chords of
+    // one curve.
+    FlattenCurve(tolerance, currentPoint, control1, control2, end,
+                 [this](const Point<float>& p) { AdvanceTo(p, false); });
 }
 
 Point<float> Pen::GetOffsetVector(const Point<float>& a, const Point<float>& b) const {

@@ -7,12 +7,6 @@
 
 namespace Graphics {
 
-namespace {
-
-bool _IsFinite(const Point<float>& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
-
-}  // namespace
-
 StripClipper::StripClipper(StripOrientation::Enum orientation_, float a, float b, float tolerance_,
                            std::shared_ptr<GeometrySink> sink_)
     : tolerance(tolerance_),
@@ -94,18 +88,7 @@ void StripClipper::CurveTo(const Point<float>& control1, const Point<float>& con
         LineTo(end);
         return;
     }
-    // Through an infinity or a non-number the curve has no points to speak
-    // of, and the stepper would only halve its step down to the floor; the
-    // chord is all that can be drawn.
-    if (!_IsFinite(lastPoint) || !_IsFinite(control1) || !_IsFinite(control2) || !_IsFinite(end)) {
-        LineTo(end);
-        return;
-    }
-    BezierFlattener flattener(tolerance);
-    flattener.SetPoints(lastPoint, control1, control2, end);
-    Point<float> point;
-    while (flattener.NextPoint(&point)) LineTo(point);
-    LineTo(end);
+    FlattenCurve(tolerance, lastPoint, control1, control2, end, [this](const Point<float>& p) { LineTo(p); });
 }
 
 // A fill closes an open figure anyway.

@@ -15,7 +15,6 @@ namespace {
 const int _IntMin = -2147483647 - 1;
 const int _IntMax = 2147483647;
 
-bool _IsFinite(const Point<float>& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 
 struct _CompareEdges {
     bool operator()(const Rasterizer::Edge* a, const Rasterizer::Edge* b) const {
@@ -131,18 +130,7 @@ void Rasterizer::LineTo(const Point<float>& point) {
 }
 
 void Rasterizer::CurveTo(const Point<float>& control1, const Point<float>& control2, const Point<float>& end) {
-    // Through an infinity or a non-number the curve has no points to speak
-    // of, and the stepper would only halve its step down to the floor; the
-    // chord is all that can be drawn.
-    if (!_IsFinite(lastPoint) || !_IsFinite(control1) || !_IsFinite(control2) || !_IsFinite(end)) {
-        LineTo(end);
-        return;
-    }
-    BezierFlattener flattener(tolerance);
-    flattener.SetPoints(lastPoint, control1, control2, end);
-    Point<float> point;
-    while (flattener.NextPoint(&point)) LineTo(point);
-    LineTo(end);
+    FlattenCurve(tolerance, lastPoint, control1, control2, end, [this](const Point<float>& p) { LineTo(p); });
 }
 
 // A fill closes every figure.
