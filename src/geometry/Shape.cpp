@@ -1,13 +1,12 @@
 #include "geometry/Shape.h"
 
-#include "geometry/BoundCalculator.h"
 #include "geometry/Figure.h"
 
 #include <utility>
 
 namespace Graphics {
 
-Shape::Shape() : boundCalculator(std::make_shared<BoundCalculator>()) {}
+Shape::Shape() {}
 
 Shape::~Shape() {}
 
@@ -17,26 +16,26 @@ void Shape::BeginFigure(const Point<float>& point) {
     if (activeFigure) EndFigure();
     activeFigure = std::make_shared<Figure>();
     activeFigure->StartAt(point);
-    boundCalculator->BeginFigure(point);
+    boundCalculator.BeginFigure(point);
 }
 
 void Shape::LineTo(const Point<float>& point) {
     if (!activeFigure) return;
     activeFigure->LineTo(point);
-    boundCalculator->LineTo(point);
+    boundCalculator.LineTo(point);
 }
 
 void Shape::CurveTo(const Point<float>& control1, const Point<float>& control2, const Point<float>& end) {
     if (!activeFigure) return;
     activeFigure->CurveTo(control1, control2, end);
-    boundCalculator->CurveTo(control1, control2, end);
+    boundCalculator.CurveTo(control1, control2, end);
 }
 
 void Shape::EndFigure() {
     if (!activeFigure) return;
     figures.push_back(std::move(activeFigure));
     activeFigure.reset();
-    boundCalculator->EndFigure();
+    boundCalculator.EndFigure();
 }
 
 void Shape::EndFigureClose() {
@@ -44,10 +43,10 @@ void Shape::EndFigureClose() {
     activeFigure->Close();
     figures.push_back(std::move(activeFigure));
     activeFigure.reset();
-    boundCalculator->EndFigureClose();
+    boundCalculator.EndFigureClose();
 }
 
-Rect<float> Shape::GetBound() const { return boundCalculator->GetBound(); }
+Rect<float> Shape::GetBound() const { return boundCalculator.GetBound(); }
 
 bool Shape::GetLastPoint(Point<float>* point) const {
     if (!point) return false;

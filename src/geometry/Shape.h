@@ -1,13 +1,13 @@
 #pragma once
 
 #include "Graphics/Geometry.h"
+#include "geometry/BoundCalculator.h"
 
 #include <memory>
 #include <vector>
 
 namespace Graphics {
 
-class BoundCalculator;
 class Figure;
 
 // The figure list behind a Geometry. Lines and curves outside a figure are
@@ -41,7 +41,7 @@ private:
     FillRule::Enum fillRule = FillRule::Winding;
     std::shared_ptr<Figure> activeFigure;
     std::vector<std::shared_ptr<Figure>> figures;
-    std::shared_ptr<BoundCalculator> boundCalculator;
+    BoundCalculator boundCalculator;
 };
 
 }  // namespace Graphics

@@ -136,10 +136,31 @@ void SwBasicCompositeNormalOp::ComposeConstant(uint32_t* target, uint32_t w, uns
     const uint32_t a = w >> 24;
     if (a == 255) {
         // Scale(t, 0) + w is w, and an empty target takes w as well.
+        if (count < 4) {
+            target[0] = w;
+            if (count > 1) target[1] = w;
+            if (count > 2) target[2] = w;
+            return;
+        }
         for (int i = 0; i < count; ++i) target[i] = w;
         return;
     }
     const uint32_t f = 255 - a;
+    if (count < 4) {
+        // The partly covered ends of a stroke or an edge: too short for the
+        // vector loops to pay for setting them up.
+        uint32_t t = target[0];
+        target[0] = (t >> 24) == 0 ? w : ScaleColor(t, f) + w;
+        if (count > 1) {
+            t = target[1];
+            target[1] = (t >> 24) == 0 ? w : ScaleColor(t, f) + w;
+            if (count > 2) {
+                t = target[2];
+                target[2] = (t >> 24) == 0 ? w : ScaleColor(t, f) + w;
+            }
+        }
+        return;
+    }
     int i = 0;
 #if defined(GRAPHICS_COMPOSE_AVX2)
     if (count >= 8 && _HasAvx2()) i = _ComposeConstantAvx2(target, w, f, count);

@@ -1,5 +1,6 @@
 #include "sw/SwPipeLine.h"
 
+#include "bitmap/SysMemBitmap.h"
 #include "core/CpuInfo.h"
 #include "core/FpuState.h"
 #include "sw/ShapeFilleOp.h"
@@ -38,6 +39,19 @@ public:
 
 private:
     SwPipeLine& pipeline;
+};
+
+// Holds a row's lock of the colour target in the context, the way the lock
+// of each span would, and clears it when the row ends or throws.
+class SwPipeLine::RowLock {
+public:
+    RowLock(OperationContext& c, const LockedData& lock) : context(c) { context.targetLock = lock; }
+    ~RowLock() { context.targetLock = LockedData(); }
+    RowLock(const RowLock&) = delete;
+    RowLock& operator=(const RowLock&) = delete;
+
+private:
+    OperationContext& context;
 };
 
 SwPipeLine::SwPipeLine(std::shared_ptr<Geometry> g, const Rect<int>& rectangle)
@@ -100,6 +114,9 @@ void SwPipeLine::IntersectBound(const Rect<int>& r) {
 
 void SwPipeLine::SetColorTarget(std::shared_ptr<BitmapBase> bitmap) {
     if (bitmap) FitBoundTo(*bitmap, 4);
+    // Exactly a system-memory bitmap, not something derived from one that
+    // may do more in its locks.
+    plainTarget = bitmap && typeid(*bitmap) == typeid(SysMemBitmap);
     colorTarget = bitmap;
     AddOperation(MakeOperation(targetColorSlot, std::move(bitmap)));
 }
@@ -186,9 +203,8 @@ void SwPipeLine::ClassifyOperations() {
     }
 }
 
-void SwPipeLine::RunFused(int y, int x1, int x2, unsigned int coverage) {
+void SwPipeLine::RunFused(const LockedData& lock, int y, int x1, int x2, unsigned int coverage) {
     if (x2 <= x1) return;
-    const LockedData& lock = context.targetLock;
     uint32_t* target = reinterpret_cast<uint32_t*>(static_cast<unsigned char*>(lock.data) +
                                                    static_cast<std::ptrdiff_t>(lock.stride) * y + 4 * x1);
     if (fused == Fused::Solid) {
@@ -224,7 +240,7 @@ void SwPipeLine::FillSpan(const Params& p) {
     params = p;
     TargetLock lock(*this);
     if (fused != Fused::None && context.targetLock.data)
-        RunFused(p.y, p.x1, p.x2, p.coverage);
+        RunFused(context.targetLock, p.y, p.x1, p.x2, p.coverage);
     else
         RunOperations();
 }
@@ -240,7 +256,7 @@ void SwPipeLine::AddRectangle(int left, int top, int right, int bottom) {
     if (fused != Fused::None && context.targetLock.data) {
         for (int y = std::max(top, bound.top); y < y2; ++y) {
             params.y = y;
-            RunFused(y, params.x1, params.x2, 255);
+            RunFused(context.targetLock, y, params.x1, params.x2, 255);
         }
         return;
     }
@@ -254,6 +270,38 @@ void SwPipeLine::AddCoverage(int y, std::shared_ptr<CoverageBuffer> buffer) {
     if (y < bound.top || y >= bound.bottom || !buffer) return;
     Params p;
     p.y = y;
+    if (fused != Fused::None && plainTarget) {
+        // A system-memory bitmap's lock only works out where its pixels are
+        // and its unlock does nothing, so one lock for the whole row gives
+        // what a lock per interval would, without the calls.
+        SysMemBitmap& plain = static_cast<SysMemBitmap&>(*colorTarget);
+        const LockedData lock = plain.SysMemBitmap::Lock(nullptr, LockMode::ReadWrite);
+        if (lock.data) {
+            RowLock row(context, lock);
+            const bool solid = fused == Fused::Solid;
+            unsigned char* const rowData =
+                static_cast<unsigned char*>(lock.data) + static_cast<std::ptrdiff_t>(lock.stride) * y;
+            for (const CoverageBuffer::Span* node = buffer->GetHead(); node->next && node->x != 0x7FFFFFFF;
+                 node = node->next) {
+                const int count = node->coverage;
+                if (count == 0) continue;
+                const int next = node->next->x;
+                if (node->x >= bound.right || next <= bound.left) continue;
+                p.x1 = std::max(node->x, bound.left);
+                p.x2 = std::min(next, bound.right);
+                p.coverage = static_cast<unsigned char>(count * 4 - 1);
+                params = p;
+                if (solid) {
+                    if (p.x2 > p.x1)
+                        SwBasicCompositeNormalOp::ComposeConstant(
+                            reinterpret_cast<uint32_t*>(rowData) + p.x1, fusedColor, p.coverage, p.x2 - p.x1);
+                } else {
+                    RunFused(lock, y, p.x1, p.x2, p.coverage);
+                }
+            }
+            return;
+        }
+    }
     for (const CoverageBuffer::Span* node = buffer->GetHead(); node->next && node->x != 0x7FFFFFFF;
          node = node->next) {
         const int count = node->coverage;

@@ -82,6 +82,8 @@ private:
 
     // Locks the colour target for as long as it lives, if there is one.
     class TargetLock;
+    // Holds a lock taken once for a row of intervals.
+    class RowLock;
 
     void RunOperations();
     // The operation in its slot inside the pipeline, when the slot is still
@@ -95,7 +97,7 @@ private:
     void ClassifyOperations();
     // What RunOperations does for one span, in one step, while the colour
     // target is locked.
-    void RunFused(int y, int x1, int x2, unsigned int coverage);
+    void RunFused(const LockedData& lock, int y, int x1, int x2, unsigned int coverage);
     // Keeps spans inside a plane that is smaller than the rectangle, and off
     // a plane whose pixels are too small for the operation that reads it.
     void FitBoundTo(const BitmapBase& bitmap, int bytesPerPixel);
@@ -122,6 +124,8 @@ private:
     SwColorSource* fusedSource = nullptr;
     uint32_t fusedColor = 0;
     std::shared_ptr<BitmapBase> colorTarget;
+    // The colour target is exactly a system-memory bitmap.
+    bool plainTarget = false;
     std::shared_ptr<BitmapBase> shapeTarget;
     std::shared_ptr<BitmapBase> alphaTarget;
     std::shared_ptr<BitmapBase> backdrop;

@@ -104,6 +104,14 @@ std::vector<uint32_t> Pixels(const std::shared_ptr<CountingBitmap>& b) {
     return pixels;
 }
 
+void CopyPixels(SysMemBitmap& to, SysMemBitmap& from) {
+    const LockedData d = to.SysMemBitmap::Lock(nullptr, LockMode::Write);
+    const LockedData f = from.SysMemBitmap::Lock(nullptr, LockMode::Read);
+    for (int y = 0; y < kHeight; ++y)
+        std::memcpy(static_cast<unsigned char*>(d.data) + y * d.stride,
+                    static_cast<const unsigned char*>(f.data) + y * f.stride, kWidth * 4);
+}
+
 enum class Path { Solid, Row, General };
 
 struct Fill {
@@ -117,16 +125,28 @@ struct Fill {
     Rect<int> rectangle;
 };
 
-std::shared_ptr<CountingBitmap> RunFill(const Fill& fill, const std::vector<uint32_t>& start, Path path) {
+// With plain set the fill goes to an exact system-memory bitmap, whose
+// locks the pipeline may take once a row, and its pixels are handed back in
+// a counting bitmap.
+std::shared_ptr<CountingBitmap> RunFill(const Fill& fill, const std::vector<uint32_t>& start, Path path,
+                                        bool plain = false) {
     // The solid source premultiplies the brush's colour; the row source is
     // handed the premultiplied word, so that all paths paint the same.
     auto brush = std::make_shared<SolidBrush>(fill.color);
     const uint32_t premultiplied = SwSolidColorSource(brush).GetColor();
     auto target = MakeTarget(start);
+    std::shared_ptr<SysMemBitmap> plainTarget;
+    if (plain) {
+        plainTarget = std::make_shared<SysMemBitmap>(Size<int>(kWidth, kHeight), PixelFormat::ARGB8p, 96.0f, 96.0f);
+        CopyPixels(*plainTarget, *target);
+    }
     auto pipe = std::make_shared<SwPipeLine>(fill.geometry, fill.rectangle);
     pipe->SetTransform2D(fill.transform);
     pipe->SetAdjustRectangles(fill.adjust);
-    pipe->SetColorTarget(target);
+    if (plain)
+        pipe->SetColorTarget(plainTarget);
+    else
+        pipe->SetColorTarget(target);
     if (fill.noSource) {
         pipe->SetColorSource(nullptr);
     } else if (path == Path::Row || fill.byX) {
@@ -140,6 +160,7 @@ std::shared_ptr<CountingBitmap> RunFill(const Fill& fill, const std::vector<uint
         pipe->Execute();
     else
         pipe->AddRectangle(fill.rect[0], fill.rect[1], fill.rect[2], fill.rect[3]);
+    if (plain) CopyPixels(*target, *plainTarget);
     return target;
 }
 
@@ -259,6 +280,10 @@ TEST(SwFusedPipeLineTest, FusedFillsMatchTheOperationByOperationPath) {
         const std::vector<uint32_t> expected = Pixels(general);
         ASSERT_EQ(expected, Pixels(solid)) << "round " << round;
         ASSERT_EQ(expected, Pixels(row)) << "round " << round;
+        // On a plain bitmap the lock is taken once a row: the same pixels.
+        ASSERT_EQ(expected, Pixels(RunFill(fill, start, Path::Solid, true))) << "round " << round;
+        ASSERT_EQ(expected, Pixels(RunFill(fill, start, Path::Row, true))) << "round " << round;
+        ASSERT_EQ(expected, Pixels(RunFill(fill, start, Path::General, true))) << "round " << round;
         // The fused path keeps the locks of the colour target as they were.
         EXPECT_EQ(general->locks, solid->locks) << "round " << round;
         EXPECT_EQ(general->locks, row->locks) << "round " << round;
