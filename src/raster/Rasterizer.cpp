@@ -62,6 +62,45 @@ int _SlopeWidth(const Rasterizer::Edge* e) {
 
 }  // namespace
 
+// The point and edge lists and the coverage buffer of one draw, kept per
+// thread for the next: a small fill then allocates nothing here. A
+// rasterizer that runs while another on its thread holds them (a sink that
+// rasterizes) makes its own.
+struct Rasterizer::Scratch {
+    std::vector<Point<int>> points;
+    std::vector<Edge*> edges;
+    std::shared_ptr<CoverageBuffer> coverage;
+    bool inUse = false;
+};
+
+namespace {
+
+thread_local Rasterizer::Scratch* t_Scratch = nullptr;
+
+// Owns the thread's scratch and frees it when the thread ends.
+struct _ScratchOwner {
+    Rasterizer::Scratch scratch;
+    _ScratchOwner() { t_Scratch = &scratch; }
+    ~_ScratchOwner() { t_Scratch = nullptr; }
+};
+
+Rasterizer::Scratch* _TakeScratch() {
+    thread_local _ScratchOwner owner;
+    Rasterizer::Scratch* s = t_Scratch;
+    if (!s || s->inUse) return nullptr;
+    s->inUse = true;
+    return s;
+}
+
+}  // namespace
+
+Rasterizer::Edge* Rasterizer::NewEdge() {
+    if (inlineEdgeCount < m_InlineEdges) return &inlineEdges[inlineEdgeCount++];
+    Edge* edge = edgePool.malloc();
+    if (!edge) throw std::bad_alloc();
+    return edge;
+}
+
 int Rasterizer::TransformToFixed(float value) {
     const float fixed = value * 128.0f;
     if (fixed >= static_cast<float>(m_FixedLimit)) return m_FixedLimit;
@@ -72,9 +111,11 @@ int Rasterizer::TransformToFixed(float value) {
 
 Rasterizer::Rasterizer(const Rect<float>& clip_, float tolerance_, bool adjustRectangles_,
                        std::shared_ptr<RasterizationSink> sink_)
-    : tolerance(tolerance_),
+    : scratch(_TakeScratch()),
+      tolerance(tolerance_),
       adjustRectangles(adjustRectangles_),
       fillRule(FillRule::Winding),
+      inlineEdgeCount(0),
       edgePool(32),
       hasSlopedEdge(false),
       clip(TransformToFixed(clip_.left), TransformToFixed(clip_.top), TransformToFixed(clip_.right),
@@ -86,9 +127,21 @@ Rasterizer::Rasterizer(const Rect<float>& clip_, float tolerance_, bool adjustRe
     activeHead.ySubStart = activeHead.ySubEnd = activeHead.xSub = _IntMin;
     activeHead.slopeInt = activeHead.errorTerm = activeHead.errorUp = activeHead.errorDown = 0;
     activeHead.windingDirection = 0;
+    if (scratch) {
+        points.swap(scratch->points);
+        edges.swap(scratch->edges);
+    }
 }
 
-Rasterizer::~Rasterizer() {}
+Rasterizer::~Rasterizer() {
+    if (!scratch) return;
+    // Back to the thread, emptied but with their room.
+    points.clear();
+    edges.clear();
+    scratch->points.swap(points);
+    scratch->edges.swap(edges);
+    scratch->inUse = false;
+}
 
 void Rasterizer::BeginGeometry() {
     yMin = _IntMax;
@@ -203,8 +256,7 @@ void Rasterizer::AddEdge(const Point<int>& from, const Point<int>& to, int top, 
         xt += 7;
     }
 
-    Edge* edge = edgePool.malloc();
-    if (!edge) throw std::bad_alloc();
+    Edge* edge = NewEdge();
     edge->next = nullptr;
     edge->ySubStart = s;
     edge->ySubEnd = e;
@@ -227,8 +279,7 @@ void Rasterizer::AddEdge(const Point<int>& from, const Point<int>& to, int top, 
 
 void Rasterizer::PrepareEdges() {
     std::sort(edges.begin(), edges.end(), _CompareEdges());
-    Edge* sentinel = edgePool.malloc();
-    if (!sentinel) throw std::bad_alloc();
+    Edge* sentinel = NewEdge();
     sentinel->next = nullptr;
     sentinel->ySubStart = sentinel->ySubEnd = sentinel->xSub = _IntMax;
     sentinel->slopeInt = sentinel->errorTerm = sentinel->errorUp = 0;
@@ -261,8 +312,14 @@ void Rasterizer::Rasterize() {
     }
 
     PrepareEdges();
-    coverage = std::shared_ptr<CoverageBuffer>(new CoverageBuffer);
+    // The thread's buffer, unless a sink still holds on to it; it comes back
+    // only from a run that ended normally, and so empty.
+    if (scratch && scratch->coverage && scratch->coverage.use_count() == 1)
+        coverage = std::move(scratch->coverage);
+    else
+        coverage = std::shared_ptr<CoverageBuffer>(new CoverageBuffer);
     RasterizeEdges(yMin, yMax);
+    if (scratch) scratch->coverage = std::move(coverage);
     coverage.reset();
     edges.clear();
 }
@@ -363,8 +420,8 @@ void Rasterizer::RasterizeEdges(int y0, int y1) {
                 known = true;
             }
             int rows = 1;
+            int firstEnd = y1;
             if (moving == 0) {
-                int firstEnd = y1;
                 for (const Edge* edge = activeHead.next; edge; edge = edge->next)
                     if (edge->ySubEnd < firstEnd) firstEnd = edge->ySubEnd;
                 rows = std::min(std::min(8 - (y & 7), event - y), firstEnd - y);
@@ -374,6 +431,17 @@ void Rasterizer::RasterizeEdges(int y0, int y1) {
             y += rows - 1;
             if (((y + 1) & 7) == 0) {
                 sink->AddCoverage(y >> 3, coverage);
+                if (rows == 8 && !trapezoids) {
+                    // The whole pixel row came from one stationary list.
+                    // Further rows that the same list covers whole, with no
+                    // edge starting or ending in them, have the very same
+                    // coverage: the buffer goes out again as it is.
+                    const int limit = std::min(std::min(event, firstEnd), y1);
+                    while (y + 9 <= limit) {
+                        y += 8;
+                        sink->AddCoverage(y >> 3, coverage);
+                    }
+                }
                 coverage->Reset();
             }
 

@@ -36,6 +36,9 @@ public:
         int windingDirection;  // +1 running down in path order, -1 up
     };
 
+    // Storage that rasterizers on one thread pass on to each other.
+    struct Scratch;
+
     // Fixed coordinates are held within this magnitude (524288 pixels), so
     // that the products of the edge set-up stay inside 32 bits. The path
     // reaches the rasterizer clipped to a much smaller range, so the limit
@@ -100,12 +103,21 @@ private:
     int ComputeTrapezoidsBottom(int top, int limit) const;
     void OutputTrapezoids(int top, int bottom);
 
+    // The first edges live in the rasterizer itself; only paths with more
+    // take them from the pool.
+    static constexpr int m_InlineEdges = 24;
+    Edge* NewEdge();
+
+    Scratch* scratch;
+
     float tolerance;
     bool adjustRectangles;
     FillRule::Enum fillRule;
     Point<float> startPoint;
     Point<float> lastPoint;
     std::vector<Point<int>> points;
+    Edge inlineEdges[m_InlineEdges];
+    int inlineEdgeCount;
     boost::object_pool<Edge> edgePool;
     std::vector<Edge*> edges;
     Edge activeHead;

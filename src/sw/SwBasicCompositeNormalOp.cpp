@@ -30,6 +30,12 @@ inline __m128i _Scale(__m128i c, __m128i f) {
     return _mm_or_si128(rb, ag);
 }
 
+// Whether all four words have alpha 255.
+inline bool _AllOpaque(__m128i w) {
+    const __m128i ones = _mm_set1_epi32(-1);
+    return _mm_movemask_epi8(_mm_cmpeq_epi32(_mm_or_si128(w, _mm_set1_epi32(0x00FFFFFF)), ones)) == 0xFFFF;
+}
+
 // Exactly ComposePixel on four pixels, without branches: every case is
 // computed and the right one selected per pixel.
 inline __m128i _Compose4(__m128i w, __m128i t, uint32_t shape4) {
@@ -99,7 +105,7 @@ void SwBasicCompositeNormalOp::ComposeSpan(uint32_t* target, const uint32_t* col
         const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i*>(color + i));
         // Opaque paint under full coverage replaces the target: the interior
         // of an opaque fill is a plain copy.
-        if (shape4 == 0xFFFFFFFFu && (color[i] & color[i + 1] & color[i + 2] & color[i + 3]) >= 0xFF000000u) {
+        if (shape4 == 0xFFFFFFFFu && _AllOpaque(w)) {
             _mm_storeu_si128(reinterpret_cast<__m128i*>(target + i), w);
             continue;
         }
@@ -118,7 +124,7 @@ void SwBasicCompositeNormalOp::ComposeSpanUniform(uint32_t* target, const uint32
     const uint32_t shape4 = (s & 0xFFu) * 0x01010101u;
     for (; i + 4 <= count; i += 4) {
         const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i*>(color + i));
-        if (s == 255 && (color[i] & color[i + 1] & color[i + 2] & color[i + 3]) >= 0xFF000000u) {
+        if (s == 255 && _AllOpaque(w)) {
             _mm_storeu_si128(reinterpret_cast<__m128i*>(target + i), w);
             continue;
         }

@@ -51,15 +51,15 @@ void SwBasicSubTarget::InnerFillGeometry(std::shared_ptr<Geometry> geometry, std
     // Before InitLayer there is no plane to paint on.
     if (!color) return;
 
-    std::shared_ptr<SwPipeLine> pipeline = std::make_shared<SwPipeLine>(std::move(geometry), rectangle);
-    pipeline->SetTransform2D(matrix);
-    pipeline->SetBlendMode(state.blendMode);
-    pipeline->SetAdjustRectangles(state.strokeAdjustment);
-    pipeline->SetColorTarget(color);
-    if (clipping) pipeline->IntersectBound(_ClipBound(*clipping));
-    pipeline->SetColorSource(std::move(source));
-    pipeline->SetBasicComposite();
-    pipeline->Execute();
+    SwPipeLine pipeline(std::move(geometry), rectangle);
+    pipeline.SetTransform2D(matrix);
+    pipeline.SetBlendMode(state.blendMode);
+    pipeline.SetAdjustRectangles(state.strokeAdjustment);
+    pipeline.SetColorTarget(color);
+    if (clipping) pipeline.IntersectBound(_ClipBound(*clipping));
+    pipeline.SetColorSource(std::move(source));
+    pipeline.SetBasicComposite();
+    pipeline.Execute();
 }
 
 }  // namespace Graphics

@@ -20,6 +20,11 @@
 #define GRAPHICS_SAMPLER_SSE2 1
 #endif
 
+#if defined(GRAPHICS_SAMPLER_SSE2) && defined(__GNUC__) && defined(__x86_64__)
+#include <immintrin.h>
+#define GRAPHICS_SAMPLER_AVX2 1
+#endif
+
 // The per-pixel routines must melt into the span loop that calls them.
 #if defined(__GNUC__)
 #define GRAPHICS_SAMPLER_INLINE inline __attribute__((always_inline))
@@ -398,6 +403,27 @@ GRAPHICS_SAMPLER_INLINE __m128i _Lerp4(__m128i a, __m128i b, __m128i wlo, __m128
     return _mm_packus_epi16(lo, hi);
 }
 
+// The horizontal step of four pixels whose right neighbours lie just behind
+// them in memory: each pixel and its neighbour come in one 8-byte load, and
+// the result stays in 16-bit lanes (pixels 0 and 1 in lo, 2 and 3 in hi) for
+// the vertical step. Every lane is at most 255, so this is _Lerp4 without
+// its final pack.
+GRAPHICS_SAMPLER_INLINE void _LerpPairs4(const unsigned char* row, const int32_t* a, __m128i wlo, __m128i whi,
+                                         __m128i& lo, __m128i& hi) {
+    const __m128i p0 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + 4 * static_cast<ptrdiff_t>(a[0])));
+    const __m128i p1 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + 4 * static_cast<ptrdiff_t>(a[1])));
+    const __m128i p2 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + 4 * static_cast<ptrdiff_t>(a[2])));
+    const __m128i p3 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + 4 * static_cast<ptrdiff_t>(a[3])));
+    // [a0 b0 a1 b1] and [a2 b2 a3 b3] into [a0 a1 a2 a3] and [b0 b1 b2 b3].
+    const __m128 q01 = _mm_castsi128_ps(_mm_unpacklo_epi64(p0, p1));
+    const __m128 q23 = _mm_castsi128_ps(_mm_unpacklo_epi64(p2, p3));
+    const __m128i left = _mm_castps_si128(_mm_shuffle_ps(q01, q23, _MM_SHUFFLE(2, 0, 2, 0)));
+    const __m128i right = _mm_castps_si128(_mm_shuffle_ps(q01, q23, _MM_SHUFFLE(3, 1, 3, 1)));
+    const __m128i zero = _mm_setzero_si128();
+    lo = _Lerp4Half(_mm_unpacklo_epi8(left, zero), _mm_unpacklo_epi8(right, zero), wlo);
+    hi = _Lerp4Half(_mm_unpackhi_epi8(left, zero), _mm_unpackhi_epi8(right, zero), whi);
+}
+
 // Four pixels of one row at the columns xv (also in x): a single load when
 // the words lie side by side in memory.
 template <class P>
@@ -719,6 +745,178 @@ const SwBitmapSampler::ColumnTable* SwBitmapSampler::BuildColumnTable(int x0, in
     return usable ? &table : nullptr;
 }
 
+#ifdef GRAPHICS_SAMPLER_SSE2
+// The four-pixel loop of the linear column-table span, for word formats;
+// returns how many pixels it did. The opacity of 256 is a template
+// parameter so that the loop does not compute the scaling it never needs.
+template <class P, bool FullOpacity>
+int _LinearTableRun(const int32_t* a, const int32_t* b, const int32_t* weight, int count, const unsigned char* row0,
+                    const unsigned char* row1, uint32_t wy, uint32_t opacity, const uint32_t* colors,
+                    unsigned char* destination) {
+    const uint32_t op = FullOpacity ? 256u : opacity;
+    int i = 0;
+    const __m128i wyv = _mm_set1_epi16(static_cast<short>(wy));
+    for (; i + 4 <= count; i += 4) {
+        const __m128i fv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(weight + i));
+        __m128i wlo, whi;
+        _Weights4(fv, wlo, whi);
+        const int32_t* ai = a + i;
+        const int32_t* bi = b + i;
+        if (P::kPlainWords) {
+            const __m128i av = _mm_loadu_si128(reinterpret_cast<const __m128i*>(ai));
+            const __m128i bv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bi));
+            // Unless some pixel lacks a right neighbour of its own (at
+            // an edge, or for a weight of 0), which is read word by word
+            // below.
+            const bool neighbours =
+                _mm_movemask_epi8(_mm_cmpeq_epi32(_mm_add_epi32(av, _mm_set1_epi32(1)), bv)) == 0xFFFF;
+            if (neighbours && ai[3] - ai[0] != 3) {
+                // Each pixel and its neighbour side by side.
+                __m128i topLo, topHi;
+                _LerpPairs4(row0, ai, wlo, whi, topLo, topHi);
+                if (wy != 0) {
+                    __m128i bottomLo, bottomHi;
+                    _LerpPairs4(row1, ai, wlo, whi, bottomLo, bottomHi);
+                    topLo = _Lerp4Half(topLo, bottomLo, wyv);
+                    topHi = _Lerp4Half(topHi, bottomHi, wyv);
+                }
+                _Finish4<P>(_mm_packus_epi16(topLo, topHi), op, destination + 4 * static_cast<ptrdiff_t>(i));
+                continue;
+            }
+            // Near a unit step the four pixels and their neighbours lie
+            // side by side: two loads a row.
+            const __m128i run = _mm_add_epi32(_mm_set1_epi32(ai[0]), _mm_set_epi32(3, 2, 1, 0));
+            if (neighbours && _mm_movemask_epi8(_mm_cmpeq_epi32(run, av)) == 0xFFFF) {
+                const ptrdiff_t offset = 4 * static_cast<ptrdiff_t>(ai[0]);
+                __m128i top = _Lerp4(_mm_loadu_si128(reinterpret_cast<const __m128i*>(row0 + offset)),
+                                     _mm_loadu_si128(reinterpret_cast<const __m128i*>(row0 + offset + 4)), wlo,
+                                     whi);
+                if (wy != 0) {
+                    const __m128i bottom =
+                        _Lerp4(_mm_loadu_si128(reinterpret_cast<const __m128i*>(row1 + offset)),
+                               _mm_loadu_si128(reinterpret_cast<const __m128i*>(row1 + offset + 4)), wlo, whi);
+                    top = _Lerp4(top, bottom, wyv, wyv);
+                }
+                _Finish4<P>(top, op, destination + 4 * static_cast<ptrdiff_t>(i));
+                continue;
+            }
+        }
+        __m128i top = _mm_set_epi32(
+            static_cast<int>(P::Get(row0, ai[3], colors)), static_cast<int>(P::Get(row0, ai[2], colors)),
+            static_cast<int>(P::Get(row0, ai[1], colors)), static_cast<int>(P::Get(row0, ai[0], colors)));
+        const __m128i right = _mm_set_epi32(
+            static_cast<int>(P::Get(row0, bi[3], colors)), static_cast<int>(P::Get(row0, bi[2], colors)),
+            static_cast<int>(P::Get(row0, bi[1], colors)), static_cast<int>(P::Get(row0, bi[0], colors)));
+        top = _Lerp4(top, right, wlo, whi);
+        if (wy != 0) {
+            const __m128i left1 = _mm_set_epi32(
+                static_cast<int>(P::Get(row1, ai[3], colors)), static_cast<int>(P::Get(row1, ai[2], colors)),
+                static_cast<int>(P::Get(row1, ai[1], colors)), static_cast<int>(P::Get(row1, ai[0], colors)));
+            const __m128i right1 = _mm_set_epi32(
+                static_cast<int>(P::Get(row1, bi[3], colors)), static_cast<int>(P::Get(row1, bi[2], colors)),
+                static_cast<int>(P::Get(row1, bi[1], colors)), static_cast<int>(P::Get(row1, bi[0], colors)));
+            top = _Lerp4(top, _Lerp4(left1, right1, wlo, whi), wyv, wyv);
+        }
+        _Finish4<P>(top, op, destination + 4 * static_cast<ptrdiff_t>(i));
+    }
+    return i;
+}
+#endif
+
+#ifdef GRAPHICS_SAMPLER_AVX2
+#define GRAPHICS_SAMPLER_AVX2_INLINE inline __attribute__((always_inline, target("avx2")))
+
+// Eight pixels of a row and their right neighbours, each pair from one
+// 8-byte load. Pixels 0, 1, 4, 5 go to the low halves of the two 128-bit
+// lanes and 2, 3, 6, 7 to the high halves, so that unpacking and packing
+// within lanes keeps them in order.
+GRAPHICS_SAMPLER_AVX2_INLINE void _LoadPairs8(const unsigned char* row, const int32_t* x, __m256i& left,
+                                              __m256i& right) {
+    const __m128i p0 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + 4 * static_cast<ptrdiff_t>(x[0])));
+    const __m128i p1 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + 4 * static_cast<ptrdiff_t>(x[1])));
+    const __m128i p2 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + 4 * static_cast<ptrdiff_t>(x[2])));
+    const __m128i p3 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + 4 * static_cast<ptrdiff_t>(x[3])));
+    const __m128i p4 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + 4 * static_cast<ptrdiff_t>(x[4])));
+    const __m128i p5 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + 4 * static_cast<ptrdiff_t>(x[5])));
+    const __m128i p6 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + 4 * static_cast<ptrdiff_t>(x[6])));
+    const __m128i p7 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + 4 * static_cast<ptrdiff_t>(x[7])));
+    const __m256i q0 =
+        _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_unpacklo_epi64(p0, p1)), _mm_unpacklo_epi64(p4, p5), 1);
+    const __m256i q1 =
+        _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_unpacklo_epi64(p2, p3)), _mm_unpacklo_epi64(p6, p7), 1);
+    left = _mm256_castps_si256(
+        _mm256_shuffle_ps(_mm256_castsi256_ps(q0), _mm256_castsi256_ps(q1), _MM_SHUFFLE(2, 0, 2, 0)));
+    right = _mm256_castps_si256(
+        _mm256_shuffle_ps(_mm256_castsi256_ps(q0), _mm256_castsi256_ps(q1), _MM_SHUFFLE(3, 1, 3, 1)));
+}
+
+// _Lerp4Half in 256 bits: (y * w) >> 8 plus (x * inverse) >> 8.
+GRAPHICS_SAMPLER_AVX2_INLINE __m256i _Lerp8Half(__m256i x, __m256i y, __m256i w, __m256i inverse) {
+    return _mm256_add_epi16(_mm256_srli_epi16(_mm256_mullo_epi16(y, w), 8),
+                            _mm256_srli_epi16(_mm256_mullo_epi16(x, inverse), 8));
+}
+#endif
+
+#ifdef GRAPHICS_SAMPLER_AVX2
+// _LinearTableRun for word formats at full opacity, eight pixels at a time
+// where each pixel's right neighbour lies just behind it in memory; other
+// groups of eight go through _LinearTableRun. The very integer steps of
+// _Lerp4, in 256-bit registers: the same pixels.
+template <class P>
+__attribute__((target("avx2"))) int _LinearTablePairsAvx2(const int32_t* a, const int32_t* b,
+                                                          const int32_t* weight, int count,
+                                                          const unsigned char* row0, const unsigned char* row1,
+                                                          uint32_t wy, const uint32_t* colors,
+                                                          unsigned char* destination) {
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i one = _mm256_set1_epi32(1);
+    const __m256i w257 = _mm256_set1_epi16(257);
+    const __m256i wyv = _mm256_set1_epi16(static_cast<short>(wy));
+    const __m256i wyInverse = _mm256_sub_epi16(w257, wyv);
+    const __m256i alpha = _mm256_set1_epi32(std::is_same<P, _ARGB8p>::value ? 0 : static_cast<int>(0xFF000000u));
+    int i = 0;
+    for (; i + 8 <= count; i += 8) {
+        const __m256i av = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(a + i));
+        const __m256i bv = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b + i));
+        if (_mm256_movemask_epi8(_mm256_cmpeq_epi32(_mm256_add_epi32(av, one), bv)) != -1) {
+            _LinearTableRun<P, true>(a + i, b + i, weight + i, 8, row0, row1, wy, 256u, colors,
+                                     destination + 4 * static_cast<ptrdiff_t>(i));
+            continue;
+        }
+        const __m256i fv = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(weight + i));
+        const __m256i f16 = _mm256_packs_epi32(fv, fv);
+        const __m256i pairs = _mm256_unpacklo_epi16(f16, f16);
+        const __m256i wlo = _mm256_unpacklo_epi32(pairs, pairs);
+        const __m256i whi = _mm256_unpackhi_epi32(pairs, pairs);
+        const __m256i ilo = _mm256_sub_epi16(w257, wlo);
+        const __m256i ihi = _mm256_sub_epi16(w257, whi);
+
+        __m256i left, right;
+        _LoadPairs8(row0, a + i, left, right);
+        __m256i lo = _Lerp8Half(_mm256_unpacklo_epi8(left, zero), _mm256_unpacklo_epi8(right, zero), wlo, ilo);
+        __m256i hi = _Lerp8Half(_mm256_unpackhi_epi8(left, zero), _mm256_unpackhi_epi8(right, zero), whi, ihi);
+        if (wy != 0) {
+            _LoadPairs8(row1, a + i, left, right);
+            const __m256i lo1 =
+                _Lerp8Half(_mm256_unpacklo_epi8(left, zero), _mm256_unpacklo_epi8(right, zero), wlo, ilo);
+            const __m256i hi1 =
+                _Lerp8Half(_mm256_unpackhi_epi8(left, zero), _mm256_unpackhi_epi8(right, zero), whi, ihi);
+            lo = _Lerp8Half(lo, lo1, wyv, wyInverse);
+            hi = _Lerp8Half(hi, hi1, wyv, wyInverse);
+        }
+        const __m256i v = _mm256_or_si256(_mm256_packus_epi16(lo, hi), alpha);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(destination + 4 * static_cast<ptrdiff_t>(i)), v);
+    }
+    return i + _LinearTableRun<P, true>(a + i, b + i, weight + i, count - i, row0, row1, wy, 256u, colors,
+                                        destination + 4 * static_cast<ptrdiff_t>(i));
+}
+
+bool _SamplerHasAvx2() {
+    static const bool has = __builtin_cpu_supports("avx2") != 0;
+    return has;
+}
+#endif
+
 template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
 bool SwBitmapSampler::SpanAxisTable(int x0, int count, float px, float py, unsigned char* destination) const {
     const ColumnTable* table = BuildColumnTable<Linear, ExtendX>(x0, count, px);
@@ -730,6 +928,32 @@ bool SwBitmapSampler::SpanAxisTable(int x0, int count, float px, float py, unsig
 
     if (!Linear) {
         const unsigned char* row = GetRowPointer(ExtendY(height, _Truncate(py + 0.5f)));
+        if (P::kPlainWords && op == 256) {
+            // The words as they are, alpha forced where the format has none;
+            // four columns in a row are one copy.
+            const uint32_t alpha = std::is_same<P, _ARGB8p>::value ? 0u : 0xFF000000u;
+#ifdef GRAPHICS_SAMPLER_SSE2
+            const __m128i alphaV = _mm_set1_epi32(static_cast<int>(alpha));
+            for (; i + 4 <= count; i += 4) {
+                const int32_t* ai = a + i;
+                __m128i v;
+                if (ai[3] - ai[0] == 3 && ai[1] - ai[0] == 1 && ai[2] - ai[0] == 2)
+                    v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + 4 * static_cast<ptrdiff_t>(ai[0])));
+                else
+                    v = _mm_setr_epi32(static_cast<int>(_LoadWord(row + 4 * static_cast<ptrdiff_t>(ai[0]))),
+                                       static_cast<int>(_LoadWord(row + 4 * static_cast<ptrdiff_t>(ai[1]))),
+                                       static_cast<int>(_LoadWord(row + 4 * static_cast<ptrdiff_t>(ai[2]))),
+                                       static_cast<int>(_LoadWord(row + 4 * static_cast<ptrdiff_t>(ai[3]))));
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(destination + 4 * static_cast<ptrdiff_t>(i)),
+                                 _mm_or_si128(v, alphaV));
+            }
+#endif
+            for (; i < count; ++i) {
+                const uint32_t word = _LoadWord(row + 4 * static_cast<ptrdiff_t>(a[i])) | alpha;
+                std::memcpy(destination + 4 * static_cast<ptrdiff_t>(i), &word, sizeof word);
+            }
+            return true;
+        }
         for (; i < count; ++i) {
             const uint32_t word = P::Finish(P::Get(row, a[i], colors), op);
             std::memcpy(destination + 4 * static_cast<ptrdiff_t>(i), &word, sizeof word);
@@ -745,54 +969,13 @@ bool SwBitmapSampler::SpanAxisTable(int x0, int count, float px, float py, unsig
     const unsigned char* row1 = wy != 0 ? GetRowPointer(ExtendY(height, ty + 1)) : row0;
 #ifdef GRAPHICS_SAMPLER_SSE2
     if (P::kVector) {
-        const __m128i wyv = _mm_set1_epi16(static_cast<short>(wy));
-        for (; i + 4 <= count; i += 4) {
-            const __m128i fv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(weight + i));
-            __m128i wlo, whi;
-            _Weights4(fv, wlo, whi);
-            const int32_t* ai = a + i;
-            const int32_t* bi = b + i;
-            if (P::kPlainWords) {
-                // Near a unit step the four pixels and their neighbours lie
-                // side by side: two loads a row.
-                const __m128i run = _mm_add_epi32(_mm_set1_epi32(ai[0]), _mm_set_epi32(3, 2, 1, 0));
-                const __m128i av = _mm_loadu_si128(reinterpret_cast<const __m128i*>(ai));
-                const __m128i bv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bi));
-                const __m128i same = _mm_and_si128(_mm_cmpeq_epi32(run, av),
-                                                   _mm_cmpeq_epi32(_mm_add_epi32(run, _mm_set1_epi32(1)), bv));
-                if (_mm_movemask_epi8(same) == 0xFFFF) {
-                    const ptrdiff_t offset = 4 * static_cast<ptrdiff_t>(ai[0]);
-                    __m128i top = _Lerp4(_mm_loadu_si128(reinterpret_cast<const __m128i*>(row0 + offset)),
-                                         _mm_loadu_si128(reinterpret_cast<const __m128i*>(row0 + offset + 4)), wlo,
-                                         whi);
-                    if (wy != 0) {
-                        const __m128i bottom =
-                            _Lerp4(_mm_loadu_si128(reinterpret_cast<const __m128i*>(row1 + offset)),
-                                   _mm_loadu_si128(reinterpret_cast<const __m128i*>(row1 + offset + 4)), wlo, whi);
-                        top = _Lerp4(top, bottom, wyv, wyv);
-                    }
-                    _Finish4<P>(top, op, destination + 4 * static_cast<ptrdiff_t>(i));
-                    continue;
-                }
-            }
-            __m128i top = _mm_set_epi32(
-                static_cast<int>(P::Get(row0, ai[3], colors)), static_cast<int>(P::Get(row0, ai[2], colors)),
-                static_cast<int>(P::Get(row0, ai[1], colors)), static_cast<int>(P::Get(row0, ai[0], colors)));
-            const __m128i right = _mm_set_epi32(
-                static_cast<int>(P::Get(row0, bi[3], colors)), static_cast<int>(P::Get(row0, bi[2], colors)),
-                static_cast<int>(P::Get(row0, bi[1], colors)), static_cast<int>(P::Get(row0, bi[0], colors)));
-            top = _Lerp4(top, right, wlo, whi);
-            if (wy != 0) {
-                const __m128i left1 = _mm_set_epi32(
-                    static_cast<int>(P::Get(row1, ai[3], colors)), static_cast<int>(P::Get(row1, ai[2], colors)),
-                    static_cast<int>(P::Get(row1, ai[1], colors)), static_cast<int>(P::Get(row1, ai[0], colors)));
-                const __m128i right1 = _mm_set_epi32(
-                    static_cast<int>(P::Get(row1, bi[3], colors)), static_cast<int>(P::Get(row1, bi[2], colors)),
-                    static_cast<int>(P::Get(row1, bi[1], colors)), static_cast<int>(P::Get(row1, bi[0], colors)));
-                top = _Lerp4(top, _Lerp4(left1, right1, wlo, whi), wyv, wyv);
-            }
-            _Finish4<P>(top, op, destination + 4 * static_cast<ptrdiff_t>(i));
-        }
+#ifdef GRAPHICS_SAMPLER_AVX2
+        if (P::kPlainWords && op == 256 && _SamplerHasAvx2())
+            i = _LinearTablePairsAvx2<P>(a, b, weight, count, row0, row1, wy, colors, destination);
+        else
+#endif
+            i = op == 256 ? _LinearTableRun<P, true>(a, b, weight, count, row0, row1, wy, op, colors, destination)
+                          : _LinearTableRun<P, false>(a, b, weight, count, row0, row1, wy, op, colors, destination);
     }
 #endif
     for (; i < count; ++i) {

@@ -170,7 +170,6 @@ void SwPipeLine::AddOperation(std::shared_ptr<SwOperation> operation) {
     const int stage = operation->GetStage();
     std::size_t at = operations.size();
     while (at > 0 && operations[at - 1]->GetStage() > stage) --at;
-    if (operations.capacity() == 0) operations.reserve(8);
     operations.insert(operations.begin() + static_cast<std::ptrdiff_t>(at), std::move(operation));
     ClassifyOperations();
 }
@@ -228,7 +227,9 @@ void SwPipeLine::Execute() {
     FpuState fpuState;
     const Rect<float> clip(static_cast<float>(bound.left), static_cast<float>(bound.top),
                            static_cast<float>(bound.right), static_cast<float>(bound.bottom));
-    RasterizeGeometry(geometry, transform, clip, adjustRectangles, shared_from_this());
+    // Borrowed for the call: the rasterizer keeps no reference.
+    RasterizeGeometry(geometry, transform, clip, adjustRectangles,
+                      std::shared_ptr<RasterizationSink>(std::shared_ptr<RasterizationSink>(), this));
 }
 
 void SwPipeLine::RunOperations() {
@@ -287,16 +288,17 @@ void SwPipeLine::AddCoverage(int y, std::shared_ptr<CoverageBuffer> buffer) {
                 if (count == 0) continue;
                 const int next = node->next->x;
                 if (node->x >= bound.right || next <= bound.left) continue;
-                p.x1 = std::max(node->x, bound.left);
-                p.x2 = std::min(next, bound.right);
-                p.coverage = static_cast<unsigned char>(count * 4 - 1);
-                params = p;
+                // The fused steps read nothing from params, so the span stays
+                // in registers.
+                const int x1 = std::max(node->x, bound.left);
+                const int x2 = std::min(next, bound.right);
+                const unsigned int coverage = static_cast<unsigned int>(count * 4 - 1) & 0xFFu;
                 if (solid) {
-                    if (p.x2 > p.x1)
-                        SwBasicCompositeNormalOp::ComposeConstant(
-                            reinterpret_cast<uint32_t*>(rowData) + p.x1, fusedColor, p.coverage, p.x2 - p.x1);
+                    if (x2 > x1)
+                        SwBasicCompositeNormalOp::ComposeConstant(reinterpret_cast<uint32_t*>(rowData) + x1,
+                                                                  fusedColor, coverage, x2 - x1);
                 } else {
-                    RunFused(lock, y, p.x1, p.x2, p.coverage);
+                    RunFused(lock, y, x1, x2, coverage);
                 }
             }
             return;

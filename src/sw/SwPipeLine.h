@@ -10,6 +10,8 @@
 #include "sw/SwSourceShapeOp.h"
 #include "sw/SwTargetColorOp.h"
 
+#include <boost/container/small_vector.hpp>
+
 #include <memory>
 #include <optional>
 #include <vector>
@@ -26,8 +28,8 @@ class SwColorSource;
 // are the only allocations of the span loop. They share one block, made when
 // a span first needs them: a solid fill that runs fused needs neither.
 //
-// Must be held by a shared_ptr: Execute hands itself to the rasterizer.
-class SwPipeLine : public std::enable_shared_from_this<SwPipeLine>, public RasterizationSink {
+// It may live on the stack: the rasterizer only borrows it for Execute.
+class SwPipeLine : public RasterizationSink {
 public:
     typedef OperationContext::Params Params;
 
@@ -39,8 +41,7 @@ public:
     bool CanAcceptTrapezoids() const override { return false; }
     void AddTrapezoid(float, float, float, float, float, float, float, float) override {}
 
-    // Rasterizes the geometry into the operations. Throws std::bad_weak_ptr
-    // when the pipeline is not held by a shared_ptr.
+    // Rasterizes the geometry into the operations.
     virtual void Execute();
 
     // Configuration, before Execute.
@@ -119,7 +120,9 @@ private:
     std::optional<SwBasicCompositeNormalOp> compositeSlot;
     // Ordered by stage, ascending; within a stage in the order of arrival.
     // Those in the slots above are held without ownership.
-    std::vector<std::shared_ptr<SwOperation>> operations;
+    // Room for the longest usual list in place, so that a fill makes no
+    // allocation for it.
+    boost::container::small_vector<std::shared_ptr<SwOperation>, 8> operations;
     Fused fused = Fused::None;
     SwColorSource* fusedSource = nullptr;
     uint32_t fusedColor = 0;

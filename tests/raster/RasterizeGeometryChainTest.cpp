@@ -87,3 +87,64 @@ TEST(RasterizeGeometry, SameAsGeneralChainOnRandomPaths) {
         if (HasFatalFailure()) return;
     }
 }
+
+namespace {
+
+// Rasterizes a second geometry from inside its first row, and may keep the
+// buffers it is handed, as a sink that misbehaves might.
+class NestingSink : public RecordingRasterSink {
+public:
+    void AddCoverage(int y, std::shared_ptr<CoverageBuffer> buffer) override {
+        if (nest) {
+            nest = false;
+            auto inner = std::make_shared<RecordingRasterSink>();
+            auto box = std::make_shared<Geometry>();
+            box->Rectangle(Rect<float>(1.5f, 0.25f, 4.0f, 3.0f));
+            RasterizeGeometry(box, Matrix(), Rect<float>(0, 0, 8, 8), false, inner);
+            innerRows = inner->rows;
+        }
+        if (keep) kept.push_back(buffer);
+        RecordingRasterSink::AddCoverage(y, std::move(buffer));
+    }
+    bool nest = false;
+    bool keep = false;
+    std::vector<RasterTest::CoverageRow> innerRows;
+    std::vector<std::shared_ptr<CoverageBuffer>> kept;
+};
+
+}  // namespace
+
+// Rasterizers on one thread hand their lists and coverage buffer on to the
+// next; one that runs inside another's sink, or after a sink kept the
+// buffer, must work on its own and still give the same rows.
+TEST(RasterizeGeometry, ReusedStorageStaysPrivateToEachDraw) {
+    auto shape = std::make_shared<Geometry>();
+    shape->BeginFigure(Point<float>(0.5f, 0.5f));
+    shape->LineTo(Point<float>(7.25f, 1.0f));
+    shape->LineTo(Point<float>(3.0f, 6.75f));
+    shape->EndFigureClose();
+    const Rect<float> clip(0, 0, 8, 8);
+
+    auto plain = std::make_shared<RecordingRasterSink>();
+    RasterizeGeometry(shape, Matrix(), clip, false, plain);
+    auto box = std::make_shared<Geometry>();
+    box->Rectangle(Rect<float>(1.5f, 0.25f, 4.0f, 3.0f));
+    auto boxAlone = std::make_shared<RecordingRasterSink>();
+    RasterizeGeometry(box, Matrix(), clip, false, boxAlone);
+
+    auto nesting = std::make_shared<NestingSink>();
+    nesting->nest = true;
+    nesting->keep = true;
+    RasterizeGeometry(shape, Matrix(), clip, false, nesting);
+    ExpectSame(*plain, *nesting, 0);
+    ASSERT_EQ(boxAlone->rows.size(), nesting->innerRows.size());
+    for (std::size_t i = 0; i < boxAlone->rows.size(); ++i)
+        EXPECT_EQ(boxAlone->rows[i].nodes, nesting->innerRows[i].nodes);
+
+    // A draw after the sink kept the buffer makes its own.
+    auto after = std::make_shared<RecordingRasterSink>();
+    RasterizeGeometry(shape, Matrix(), clip, false, after);
+    ExpectSame(*plain, *after, 1);
+    ASSERT_FALSE(nesting->kept.empty());
+    EXPECT_EQ(static_cast<long>(nesting->kept.size()), nesting->kept.front().use_count());
+}

@@ -267,9 +267,15 @@ TEST(SwPipeLineTest, ExecuteEdgeCases) {
     // Without a geometry Execute returns at once, even off a shared_ptr.
     SwPipeLine plain(nullptr, Rect<int>(0, 0, 4, 4));
     EXPECT_NO_THROW(plain.Execute());
-    // With one, the pipeline must be held by a shared_ptr.
+    // A pipeline on the stack fills like one held by a shared_ptr.
+    auto stackTarget = MakePlane(4, 4, PixelFormat::ARGB8p, 0xFFFFFFFFu);
     SwPipeLine unshared(Rectangle(0, 0, 2, 2), Rect<int>(0, 0, 4, 4));
-    EXPECT_THROW(unshared.Execute(), std::bad_weak_ptr);
+    unshared.SetColorTarget(stackTarget);
+    unshared.SetColorSource(std::make_shared<TestSource>(0xFF000000u));
+    unshared.SetBasicComposite();
+    EXPECT_NO_THROW(unshared.Execute());
+    EXPECT_EQ(0xFF000000u, Word(stackTarget, 1, 1));
+    EXPECT_EQ(0xFFFFFFFFu, Word(stackTarget, 2, 2));
 
     // An empty bound makes the fill a no-op.
     auto target = MakePlane(4, 4, PixelFormat::ARGB8p, 0xFFFFFFFFu);
