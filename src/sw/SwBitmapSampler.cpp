@@ -739,9 +739,13 @@ const SwBitmapSampler::ColumnTable* SwBitmapSampler::BuildColumnTable(int x0, in
         }
         px += m11;
     }
+    int consecutive = 0;
+    if (!Linear)
+        while (consecutive < n && a[consecutive] == a[0] + consecutive) ++consecutive;
     table.x0 = x0;
     table.count = n;
     table.usable = usable;
+    table.consecutive = consecutive;
     return usable ? &table : nullptr;
 }
 
@@ -932,6 +936,10 @@ bool SwBitmapSampler::SpanAxisTable(int x0, int count, float px, float py, unsig
             // The words as they are, alpha forced where the format has none;
             // four columns in a row are one copy.
             const uint32_t alpha = std::is_same<P, _ARGB8p>::value ? 0u : 0xFF000000u;
+            if (count <= table->consecutive && alpha == 0u) {
+                std::memcpy(destination, row + 4 * static_cast<ptrdiff_t>(a[0]), 4 * static_cast<size_t>(count));
+                return true;
+            }
 #ifdef GRAPHICS_SAMPLER_SSE2
             const __m128i alphaV = _mm_set1_epi32(static_cast<int>(alpha));
             for (; i + 4 <= count; i += 4) {

@@ -95,6 +95,9 @@ private:
         int x0 = 0;
         int count = 0;
         bool usable = false;
+        // Nearest only: how many entries from the first hold consecutive
+        // columns, a[i] = a[0] + i.
+        int consecutive = 0;
     };
 
     typedef void (SwBitmapSampler::*SpanProc)(int x0, int x1, int y, unsigned char* destination) const;

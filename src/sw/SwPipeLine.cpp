@@ -224,6 +224,7 @@ std::vector<SwOperation*> SwPipeLine::GetOperations() const {
 
 void SwPipeLine::Execute() {
     if (!geometry) return;
+    plainLock = LockedData();
     FpuState fpuState;
     const Rect<float> clip(static_cast<float>(bound.left), static_cast<float>(bound.top),
                            static_cast<float>(bound.right), static_cast<float>(bound.bottom));
@@ -275,8 +276,10 @@ void SwPipeLine::AddCoverage(int y, std::shared_ptr<CoverageBuffer> buffer) {
         // A system-memory bitmap's lock only works out where its pixels are
         // and its unlock does nothing, so one lock for the whole row gives
         // what a lock per interval would, without the calls.
-        SysMemBitmap& plain = static_cast<SysMemBitmap&>(*colorTarget);
-        const LockedData lock = plain.SysMemBitmap::Lock(nullptr, LockMode::ReadWrite);
+        // Worked out once per fill: the pixels do not move while it runs.
+        if (!plainLock.data)
+            plainLock = static_cast<SysMemBitmap&>(*colorTarget).SysMemBitmap::Lock(nullptr, LockMode::ReadWrite);
+        const LockedData lock = plainLock;
         if (lock.data) {
             RowLock row(context, lock);
             const bool solid = fused == Fused::Solid;
@@ -294,9 +297,13 @@ void SwPipeLine::AddCoverage(int y, std::shared_ptr<CoverageBuffer> buffer) {
                 const int x2 = std::min(next, bound.right);
                 const unsigned int coverage = static_cast<unsigned int>(count * 4 - 1) & 0xFFu;
                 if (solid) {
-                    if (x2 > x1)
-                        SwBasicCompositeNormalOp::ComposeConstant(reinterpret_cast<uint32_t*>(rowData) + x1,
-                                                                  fusedColor, coverage, x2 - x1);
+                    uint32_t* const target = reinterpret_cast<uint32_t*>(rowData) + x1;
+                    if (x2 - x1 == 1)
+                        // The partly covered pixel at the end of an edge:
+                        // too short to pay for the call.
+                        SwBasicCompositeNormalOp::ComposePixel(target, fusedColor, coverage);
+                    else if (x2 > x1)
+                        SwBasicCompositeNormalOp::ComposeConstant(target, fusedColor, coverage, x2 - x1);
                 } else {
                     RunFused(lock, y, x1, x2, coverage);
                 }

@@ -129,6 +129,8 @@ private:
     std::shared_ptr<BitmapBase> colorTarget;
     // The colour target is exactly a system-memory bitmap.
     bool plainTarget = false;
+    // Where its pixels are, once the first row of a fill asked.
+    LockedData plainLock;
     std::shared_ptr<BitmapBase> shapeTarget;
     std::shared_ptr<BitmapBase> alphaTarget;
     std::shared_ptr<BitmapBase> backdrop;
