@@ -11,6 +11,10 @@ public:
     static int m_ProcessorsCount;
     static bool m_SSEAvailable;
     static bool m_SSE2Available;
+
+    // Whether this processor runs AVX2, asked once; the routines that use it
+    // are built for it alone and chosen at run time.
+    static bool HasAvx2();
 };
 
 }  // namespace Graphics

@@ -1,5 +1,7 @@
 #include "sw/SwBasicCompositeNormalOp.h"
 
+#include "core/CpuInfo.h"
+
 #include <cstring>
 
 #if defined(__SSE2__)
@@ -84,11 +86,6 @@ __attribute__((target("avx2"))) int _ComposeConstantAvx2(uint32_t* target, uint3
     return i;
 }
 
-bool _HasAvx2() {
-    static const bool has = __builtin_cpu_supports("avx2") != 0;
-    return has;
-}
-
 #endif
 
 }  // namespace
@@ -169,7 +166,7 @@ void SwBasicCompositeNormalOp::ComposeConstant(uint32_t* target, uint32_t w, uns
     }
     int i = 0;
 #if defined(GRAPHICS_COMPOSE_AVX2)
-    if (count >= 8 && _HasAvx2()) i = _ComposeConstantAvx2(target, w, f, count);
+    if (count >= 8 && CpuInfo::HasAvx2()) i = _ComposeConstantAvx2(target, w, f, count);
 #endif
 #if defined(__SSE2__)
     const __m128i wv = _mm_set1_epi32(static_cast<int>(w));

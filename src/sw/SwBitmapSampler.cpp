@@ -7,6 +7,7 @@
 
 #include "Graphics/Runtime.h"
 #include "core/Failure.h"
+#include "core/CpuInfo.h"
 #include "core/FpuState.h"
 #include "core/PackedColor.h"
 
@@ -914,11 +915,6 @@ __attribute__((target("avx2"))) int _LinearTablePairsAvx2(const int32_t* a, cons
     return i + _LinearTableRun<P, true>(a + i, b + i, weight + i, count - i, row0, row1, wy, 256u, colors,
                                         destination + 4 * static_cast<ptrdiff_t>(i));
 }
-
-bool _SamplerHasAvx2() {
-    static const bool has = __builtin_cpu_supports("avx2") != 0;
-    return has;
-}
 #endif
 
 template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
@@ -978,7 +974,7 @@ bool SwBitmapSampler::SpanAxisTable(int x0, int count, float px, float py, unsig
 #ifdef GRAPHICS_SAMPLER_SSE2
     if (P::kVector) {
 #ifdef GRAPHICS_SAMPLER_AVX2
-        if (P::kPlainWords && op == 256 && _SamplerHasAvx2())
+        if (P::kPlainWords && op == 256 && CpuInfo::HasAvx2())
             i = _LinearTablePairsAvx2<P>(a, b, weight, count, row0, row1, wy, colors, destination);
         else
 #endif
