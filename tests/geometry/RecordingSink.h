@@ -2,103 +2,73 @@
 
 #include "Graphics/Geometry.h"
 
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <memory>
 #include <ostream>
 #include <vector>
 
 namespace GraphicsTest {
 
 using Graphics::FillRule;
+using Graphics::GeometrySink;
 using Graphics::Point;
+
+const float kNaN = std::numeric_limits<float>::quiet_NaN();
+const float kInf = std::numeric_limits<float>::infinity();
 
 // One call on a sink, with its arguments.
 struct SinkEvent {
-    enum Kind { Rule, Begin, End, Close, Line, Curve, BeginGeometry, EndGeometry };
-    Kind kind = End;
-    int rule = 0;
+    enum Kind { Rule, Begin, End, Close, Line, Curve };
+    Kind kind;
     Point<float> p[3];
+    int rule;
 
     // Exact float compare, NaN unequal.
     bool operator==(const SinkEvent& o) const {
-        if (kind != o.kind || rule != o.rule) return false;
         for (int i = 0; i < 3; ++i)
             if (!(p[i].x == o.p[i].x && p[i].y == o.p[i].y)) return false;
-        return true;
+        return kind == o.kind && rule == o.rule;
     }
 };
+using Events = std::vector<SinkEvent>;
 
 inline std::ostream& operator<<(std::ostream& os, const SinkEvent& e) {
-    static const char* names[] = {"Rule", "Begin", "End", "Close", "Line", "Curve", "BeginGeometry", "EndGeometry"};
-    os << names[e.kind];
-    if (e.kind == SinkEvent::Rule) os << "(" << e.rule << ")";
-    const int n = e.kind == SinkEvent::Curve ? 3 : (e.kind == SinkEvent::Begin || e.kind == SinkEvent::Line) ? 1 : 0;
-    for (int i = 0; i < n; ++i) os << " (" << e.p[i].x << ", " << e.p[i].y << ")";
+    os << "RBECLQ"[e.kind];
+    if (e.kind == SinkEvent::Rule) os << e.rule;
+    const int points = e.kind == SinkEvent::Curve ? 3 : e.kind == SinkEvent::Begin || e.kind == SinkEvent::Line ? 1 : 0;
+    for (int i = 0; i < points; ++i) os << " (" << e.p[i].x << ", " << e.p[i].y << ")";
     return os;
 }
 
-inline SinkEvent RuleEvent(int rule) {
-    SinkEvent e;
-    e.kind = SinkEvent::Rule;
-    e.rule = rule;
-    return e;
+inline SinkEvent R(int rule) { return {SinkEvent::Rule, {}, rule}; }
+inline SinkEvent B(float x, float y) { return {SinkEvent::Begin, {{x, y}}, 0}; }
+inline SinkEvent L(float x, float y) { return {SinkEvent::Line, {{x, y}}, 0}; }
+inline SinkEvent Q(float x1, float y1, float x2, float y2, float x3, float y3) {
+    return {SinkEvent::Curve, {{x1, y1}, {x2, y2}, {x3, y3}}, 0};
 }
-inline SinkEvent BeginEvent(float x, float y) {
-    SinkEvent e;
-    e.kind = SinkEvent::Begin;
-    e.p[0] = Point<float>(x, y);
-    return e;
-}
-inline SinkEvent LineEvent(float x, float y) {
-    SinkEvent e;
-    e.kind = SinkEvent::Line;
-    e.p[0] = Point<float>(x, y);
-    return e;
-}
-inline SinkEvent CurveEvent(float x1, float y1, float x2, float y2, float x3, float y3) {
-    SinkEvent e;
-    e.kind = SinkEvent::Curve;
-    e.p[0] = Point<float>(x1, y1);
-    e.p[1] = Point<float>(x2, y2);
-    e.p[2] = Point<float>(x3, y3);
-    return e;
-}
-inline SinkEvent EndEvent() {
-    SinkEvent e;
-    e.kind = SinkEvent::End;
-    return e;
-}
-inline SinkEvent CloseEvent() {
-    SinkEvent e;
-    e.kind = SinkEvent::Close;
-    return e;
-}
+inline SinkEvent E() { return {SinkEvent::End, {}, 0}; }
+inline SinkEvent C() { return {SinkEvent::Close, {}, 0}; }
 
 // Keeps every event it receives.
-class RecordingSink : public Graphics::TessellationSink {
+class RecordingSink : public GeometrySink {
 public:
-    void SetFillRule(FillRule::Enum rule) override { events.push_back(RuleEvent(rule)); }
-    void BeginFigure(const Point<float>& p) override { events.push_back(BeginEvent(p.x, p.y)); }
-    void EndFigure() override { events.push_back(EndEvent()); }
-    void EndFigureClose() override { events.push_back(CloseEvent()); }
-    void LineTo(const Point<float>& p) override { events.push_back(LineEvent(p.x, p.y)); }
+    void SetFillRule(FillRule::Enum rule) override { events.push_back(R(rule)); }
+    void BeginFigure(const Point<float>& p) override { events.push_back(B(p.x, p.y)); }
+    void EndFigure() override { events.push_back(E()); }
+    void EndFigureClose() override { events.push_back(C()); }
+    void LineTo(const Point<float>& p) override { events.push_back(L(p.x, p.y)); }
     void CurveTo(const Point<float>& a, const Point<float>& b, const Point<float>& c) override {
-        events.push_back(CurveEvent(a.x, a.y, b.x, b.y, c.x, c.y));
+        events.push_back(Q(a.x, a.y, b.x, b.y, c.x, c.y));
     }
-    void BeginGeometry() override {
-        SinkEvent e;
-        e.kind = SinkEvent::BeginGeometry;
-        events.push_back(e);
-    }
-    void EndGeometry() override {
-        SinkEvent e;
-        e.kind = SinkEvent::EndGeometry;
-        events.push_back(e);
-    }
-
-    std::vector<SinkEvent> events;
+    Events events;
 };
 
-// Counts lines only, for streams too long to keep.
-class CountingSink : public Graphics::GeometrySink {
+// Counts instead, for streams too long to keep.
+class CountingSink : public GeometrySink {
 public:
     void SetFillRule(FillRule::Enum) override {}
     void BeginFigure(const Point<float>&) override { ++figures; }
@@ -109,9 +79,42 @@ public:
         last = p;
     }
     void CurveTo(const Point<float>&, const Point<float>&, const Point<float>&) override { ++curves; }
-
     unsigned long figures = 0, lines = 0, curves = 0;
     Point<float> last;
 };
+
+// What a stage sends on for the events that path gives it.
+inline Events Through(const std::function<void(GeometrySink&)>& path,
+                  const std::function<std::shared_ptr<GeometrySink>(std::shared_ptr<GeometrySink>)>& stage) {
+    auto sink = std::make_shared<RecordingSink>();
+    path(*stage(sink));
+    return sink->events;
+}
+
+// The same kinds in the same order, points equal within tol (exactly for 0).
+inline void ExpectEvents(const Events& actual, const Events& expected, float tol = 0.0f) {
+    ASSERT_EQ(actual.size(), expected.size()) << ::testing::PrintToString(actual);
+    for (std::size_t i = 0; i < actual.size(); ++i) {
+        if (tol == 0.0f) {
+            EXPECT_EQ(actual[i], expected[i]) << "event " << i << " of " << ::testing::PrintToString(actual);
+            continue;
+        }
+        EXPECT_EQ(actual[i].kind, expected[i].kind) << "event " << i << " of " << ::testing::PrintToString(actual);
+        for (int k = 0; k < 3; ++k)
+            EXPECT_TRUE(std::fabs(actual[i].p[k].x - expected[i].p[k].x) <= tol &&
+                        std::fabs(actual[i].p[k].y - expected[i].p[k].y) <= tol)
+                << "event " << i << ": " << actual[i] << " against " << expected[i];
+    }
+}
+
+// Begins a figure at the first point and draws lines through the rest.
+inline void Polyline(GeometrySink& sink, std::initializer_list<Point<float>> points, bool close = false) {
+    sink.BeginFigure(*points.begin());
+    for (auto p = points.begin() + 1; p != points.end(); ++p) sink.LineTo(*p);
+    if (close)
+        sink.EndFigureClose();
+    else
+        sink.EndFigure();
+}
 
 }  // namespace GraphicsTest

@@ -1,138 +1,105 @@
-#include "FillTestSupport.h"
+#include "TargetTestSupport.h"
 
 #include "Graphics/Gradient.h"
 
 #include <limits>
 
 using namespace Graphics;
-using FillTest::Canvas;
-using FillTest::ExpectPicture;
-using FillTest::Solid;
+using namespace TargetTest;
 
 namespace {
 
 // A 3 by 2 ARGB8p picture with opaque, translucent and empty pixels.
-const unsigned int kPicture[6] = {0xFF102030u, 0x80400000u, 0x00000000u,
-                                  0xFFFFFFFFu, 0x20101010u, 0xFF00FF00u};
+const unsigned int kPicture[6] = {0xFF102030u, 0x80400000u, 0x00000000u, 0xFFFFFFFFu, 0x20101010u, 0xFF00FF00u};
 
-std::shared_ptr<Bitmap> Picture(PixelFormat::Enum format = PixelFormat::ARGB8p) {
-    auto bitmap = std::make_shared<Bitmap>(Size<int>(3, 2), format, 96.0f, 96.0f);
-    LockedData lock = bitmap->Lock(nullptr, LockMode::ReadWrite);
-    for (int y = 0; y < 2; ++y)
-        std::memcpy(static_cast<unsigned char*>(lock.data) + lock.stride * y, kPicture + 3 * y, 12);
-    bitmap->Unlock();
+std::shared_ptr<Bitmap> Picture() {
+    auto bitmap = std::make_shared<Bitmap>(Size<int>(3, 2), PixelFormat::ARGB8p, 96.0f, 96.0f);
+    bitmap->CopyFromMemory(nullptr, kPicture, 12, 12);
     return bitmap;
 }
 
-// The picture placed at (dx, dy) on an empty target of the given size.
+// The picture placed at (dx, dy) on an empty target, cut at its edges.
 std::vector<unsigned int> Placed(int width, int height, int dx, int dy) {
     std::vector<unsigned int> v(static_cast<std::size_t>(width * height), 0);
     for (int y = 0; y < 2; ++y)
-        for (int x = 0; x < 3; ++x) v[static_cast<std::size_t>((y + dy) * width + x + dx)] = kPicture[3 * y + x];
+        for (int x = 0; x < 3; ++x)
+            if (x + dx >= 0 && x + dx < width && y + dy >= 0 && y + dy < height)
+                v[static_cast<std::size_t>((y + dy) * width + x + dx)] = kPicture[3 * y + x];
     return v;
 }
 
 }  // namespace
 
-TEST(DrawBitmap, AtTheIdentityCopiesExactly) {
-    for (bool adjust : {true, false}) {
-        SCOPED_TRACE(adjust);
-        {
-            Canvas canvas(5, 4);
-            canvas.target.SetStrokeAdjustment(adjust);
-            canvas.target.DrawBitmap(Picture(), 1.0f);
-            ExpectPicture(canvas, Placed(5, 4, 0, 0));
-            EXPECT_TRUE(canvas.target.GetTransform().IsIdentity());
-        }
-        {
-            // A whole-pixel translation moves the copy.
-            Canvas canvas(5, 4);
-            canvas.target.SetStrokeAdjustment(adjust);
-            canvas.target.TranslateTransform(2, 1);
-            canvas.target.DrawBitmap(Picture(), 1.0f);
-            ExpectPicture(canvas, Placed(5, 4, 2, 1));
-            EXPECT_EQ(canvas.target.GetTransform(), Matrix(1, 0, 0, 1, 2, 1));
-        }
-    }
-
-    // Half a pixel off the grid: with stroke adjustment the rasterizer fills
-    // whole pixels, and nearest sampling still hits one source pixel each.
-    {
+TEST(DrawBitmap, CopiesPlacesAndComposites) {
+    // At whole-pixel translations the picture is copied exactly. Half a
+    // pixel off the grid, stroke adjustment fills whole pixels and nearest
+    // sampling still hits one source pixel each.
+    const struct {
+        bool adjust;
+        float dx, dy;
+        std::vector<unsigned int> expected;
+    } cases[] = {
+        {true, 0, 0, Placed(5, 4, 0, 0)},       {false, 0, 0, Placed(5, 4, 0, 0)},
+        {true, 2, 1, Placed(5, 4, 2, 1)},       {false, 2, 1, Placed(5, 4, 2, 1)},
+        {true, 0.5f, 1.5f, Placed(5, 4, 0, 1)}, {true, -1, 0, Placed(5, 4, -1, 0)},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.adjust << " " << c.dx << " " << c.dy);
         Canvas canvas(5, 4);
-        canvas.target.TranslateTransform(0.5f, 1.5f);
+        canvas.target.SetStrokeAdjustment(c.adjust);
+        canvas.target.TranslateTransform(c.dx, c.dy);
         canvas.target.DrawBitmap(Picture(), 1.0f);
-        ExpectPicture(canvas, Placed(5, 4, 0, 1));
+        ExpectPicture(canvas, c.expected);
+        EXPECT_EQ(canvas.target.GetTransform(), Matrix(1, 0, 0, 1, c.dx, c.dy));
     }
-    // Without it the edges are soft.
-    {
-        Canvas canvas(5, 4);
-        canvas.target.SetStrokeAdjustment(false);
-        canvas.target.TranslateTransform(0.5f, 1.0f);
-        canvas.target.DrawBitmap(Picture(), 1.0f);
-        // Pixel 0 is half covered and samples source pixel 0: 0xFF102030
-        // scaled by 128. Further right the centres fall on source pixels.
-        EXPECT_EQ(canvas.At(0, 1), 0x7F081018u);
-        EXPECT_EQ(canvas.At(1, 1), kPicture[1]);
-        EXPECT_EQ(canvas.At(2, 1), kPicture[2]);
-        // Pixel 3 is half covered by the last source column.
-        EXPECT_EQ(canvas.At(3, 2), 0x7F007F00u);
-    }
+    // Without the adjustment the edges are soft: pixel 0 is half covered
+    // and samples source pixel 0, 0xFF102030 scaled by 128; further in the
+    // centres fall on source pixels; pixel 3 is half the last column.
+    Canvas soft(5, 4);
+    soft.target.SetStrokeAdjustment(false);
+    soft.target.TranslateTransform(0.5f, 1.0f);
+    soft.target.DrawBitmap(Picture(), 1.0f);
+    EXPECT_EQ(soft.At(0, 1), 0x7F081018u);
+    EXPECT_EQ(soft.At(1, 1), kPicture[1]);
+    EXPECT_EQ(soft.At(2, 1), kPicture[2]);
+    EXPECT_EQ(soft.At(3, 2), 0x7F007F00u);
 
-    // Cut by the target's edges.
-    {
-        Canvas canvas(2, 1);
-        canvas.target.TranslateTransform(-1, 0);
-        canvas.target.DrawBitmap(Picture(), 1.0f);
-        ExpectPicture(canvas, {kPicture[1], kPicture[2]});
-    }
+    // Over white: the translucent pixel leaves 255 - 128 = 127 of white,
+    // the empty one all of it.
+    Canvas white(3, 1, PixelFormat::ARGB8p, 0xFFFFFFFFu);
+    white.target.DrawBitmap(Picture(), 1.0f);
+    ExpectPicture(white, {0xFF102030u, 0x7E7E7E7Eu + 0x80400000u, 0xFFFFFFFFu});
 
-    // Over an opaque target the picture composites: the translucent pixel
-    // 0x80400000 leaves 255 - 128 = 127 of white, the empty one nothing.
-    {
-        Canvas canvas(3, 1, PixelFormat::ARGB8p, 0xFFFFFFFFu);
-        canvas.target.DrawBitmap(Picture(), 1.0f);
-        ExpectPicture(canvas, {0xFF102030u, 0x7E7E7E7Eu + 0x80400000u, 0xFFFFFFFFu});
-    }
+    // The opacity scales the picture: 0.5 weighs 128, as the soft edge.
+    Canvas half(1, 1);
+    half.target.DrawBitmap(Picture(), 0.5f);
+    EXPECT_EQ(half.At(0, 0), 0x7F081018u);
 
     // An XRGB8 source is opaque whatever its top byte says.
-    {
-        auto source = std::make_shared<Bitmap>(Size<int>(1, 1), PixelFormat::XRGB8, 96.0f, 96.0f);
-        TargetTest::FillBytes(*source, 0);
-        LockedData lock = source->Lock(nullptr, LockMode::ReadWrite);
-        const unsigned int word = 0x00123456u;
-        std::memcpy(lock.data, &word, 4);
-        source->Unlock();
-        Canvas canvas(2, 1);
-        canvas.target.DrawBitmap(source, 1.0f);
-        ExpectPicture(canvas, {0xFF123456u, 0});
-    }
+    auto xrgb = std::make_shared<Bitmap>(Size<int>(1, 1), PixelFormat::XRGB8, 96.0f, 96.0f);
+    const unsigned int word = 0x00123456u;
+    xrgb->CopyFromMemory(nullptr, &word, 4, 4);
+    Canvas opaque(2, 1);
+    opaque.target.DrawBitmap(xrgb, 1.0f);
+    ExpectPicture(opaque, {0xFF123456u, 0});
 
-    // Nearest neighbour under a scale of 2: each pixel becomes a 2 by 2 block.
-    {
-        Canvas canvas(6, 4);
-        canvas.target.ScaleTransform(2, 2);
-        canvas.target.DrawBitmap(Picture(), 1.0f);
-        for (int y = 0; y < 4; ++y)
-            for (int x = 0; x < 6; ++x) EXPECT_EQ(canvas.At(x, y), kPicture[3 * (y / 2) + x / 2]) << x << "," << y;
-    }
+    // Nearest neighbour under a scale of 2: each pixel a 2 by 2 block.
+    Canvas scaled(6, 4);
+    scaled.target.ScaleTransform(2, 2);
+    scaled.target.DrawBitmap(Picture(), 1.0f);
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 6; ++x) EXPECT_EQ(scaled.At(x, y), kPicture[3 * (y / 2) + x / 2]) << x << "," << y;
 }
 
 TEST(DrawBitmap, NothingToDraw) {
     Canvas canvas(3, 2, PixelFormat::ARGB8p, 0xFF0000FFu);
     const float nan = std::numeric_limits<float>::quiet_NaN();
     canvas.target.DrawBitmap(nullptr, 1.0f);
-    canvas.target.DrawBitmap(Picture(), 0.0f);
-    canvas.target.DrawBitmap(Picture(), -1.0f);
-    canvas.target.DrawBitmap(Picture(), nan);
-    // Entirely off the target.
-    canvas.target.TranslateTransform(3, 0);
-    canvas.target.DrawBitmap(Picture(), 1.0f);
-    canvas.target.SetTransform(Matrix());
-    // A bitmap without pixels.
+    for (float opacity : {0.0f, -1.0f, nan}) canvas.target.DrawBitmap(Picture(), opacity);
     canvas.target.DrawBitmap(std::make_shared<Bitmap>(Size<int>(0, 0), PixelFormat::ARGB8p, 96.0f, 96.0f), 1.0f);
+    canvas.target.TranslateTransform(3, 0);  // entirely off the target
+    canvas.target.DrawBitmap(Picture(), 1.0f);
     ExpectPicture(canvas, std::vector<unsigned int>(6, 0xFF0000FFu));
-    EXPECT_TRUE(canvas.target.GetTransform().IsIdentity());
-
     // Singular and NaN transforms don't crash and are kept.
     for (const Matrix& m : {Matrix(0, 0, 0, 0, 1, 1), Matrix(nan, 0, 0, 1, 0, 0), Matrix(1e30f, 0, 0, 1e30f, 0, 0)}) {
         canvas.target.SetTransform(m);
@@ -144,50 +111,38 @@ TEST(DrawBitmap, NothingToDraw) {
 }
 
 TEST(DrawGradient, PaintsTheWholeTargetInTheBrushSpaceOfTheTransform) {
-    const Color red(1, 0, 0, 1), blue(0, 0, 1, 1);
     // One colour throughout: every pixel, whatever the transform.
-    {
-        auto green = std::make_shared<LinearGradient>(Color(0, 1, 0, 1), Color(0, 1, 0, 1), Point<float>(0, 0),
-                                                      Point<float>(4, 0));
-        green->SetExtendStart(true);
-        green->SetExtendEnd(true);
-        Canvas canvas(5, 3);
-        canvas.target.ScaleTransform(0.1f, 0.1f);
-        canvas.target.DrawGradient(green, 1.0f);
-        ExpectPicture(canvas, std::vector<unsigned int>(15, 0xFF00FF00u));
-        EXPECT_EQ(canvas.target.GetTransform(), Matrix(0.1f, 0, 0, 0.1f, 0, 0));
-    }
+    auto green = std::make_shared<LinearGradient>(Color(0, 1, 0, 1), Color(0, 1, 0, 1), Point<float>(0, 0),
+                                                  Point<float>(4, 0));
+    green->SetExtendStart(true);
+    green->SetExtendEnd(true);
+    Canvas flat(5, 3);
+    flat.target.ScaleTransform(0.1f, 0.1f);
+    flat.target.DrawGradient(green, 1.0f);
+    ExpectPicture(flat, std::vector<unsigned int>(15, 0xFF00FF00u));
+    EXPECT_EQ(flat.target.GetTransform(), Matrix(0.1f, 0, 0, 0.1f, 0, 0));
 
-    // The gradient follows the transform: moved right by 8 pixels, each
-    // pixel shows what lay 8 to its left; before the start the start colour
-    // extends.
-    auto ramp = std::make_shared<LinearGradient>(red, blue, Point<float>(0, 0), Point<float>(16, 0));
+    // Moved right by 8 pixels, each pixel shows what lay 8 to its left, and
+    // before the start the start colour extends; past the end, the end colour.
+    auto ramp = std::make_shared<LinearGradient>(Color(1, 0, 0, 1), Color(0, 0, 1, 1), Point<float>(0, 0),
+                                                 Point<float>(16, 0));
     ramp->SetExtendStart(true);
     ramp->SetExtendEnd(true);
-    Canvas plain(32, 2), moved(32, 2);
+    Canvas plain(32, 2), moved(32, 2), half(32, 1), none(4, 1, PixelFormat::ARGB8p, 0xFF123456u);
     plain.target.DrawGradient(ramp, 1.0f);
     moved.target.TranslateTransform(8, 0);
     moved.target.DrawGradient(ramp, 1.0f);
     for (int x = 0; x < 32; ++x) {
         EXPECT_EQ(plain.At(x, 0), plain.At(x, 1)) << x;
-        if (x >= 8)
-            EXPECT_EQ(moved.At(x, 0), plain.At(x - 8, 0)) << x;
-        else
-            EXPECT_EQ(moved.At(x, 0), plain.At(0, 0)) << x;
+        EXPECT_EQ(moved.At(x, 0), plain.At(x >= 8 ? x - 8 : 0, 0)) << x;
         EXPECT_EQ(plain.At(x, 0) >> 24, 0xFFu) << x;
     }
     EXPECT_NE(plain.At(0, 0), plain.At(15, 0));
-    EXPECT_EQ(plain.At(31, 0), 0xFF0000FFu);
     EXPECT_EQ(plain.At(20, 0), 0xFF0000FFu);
-
-    // Translucent: the gradient's opacity reaches the pixels.
-    Canvas half(32, 1);
+    // The opacity reaches the pixels; nothing for a null gradient or an
+    // opacity not above 0.
     half.target.DrawGradient(ramp, 0.5f);
-    EXPECT_LT(half.At(31, 0) >> 24, 0x90u);
-    EXPECT_GT(half.At(31, 0) >> 24, 0x70u);
-
-    // Nothing for a null gradient or an opacity not above 0.
-    Canvas none(4, 1, PixelFormat::ARGB8p, 0xFF123456u);
+    EXPECT_EQ(half.At(31, 0), 0x7F00007Fu);
     none.target.DrawGradient(nullptr, 1.0f);
     none.target.DrawGradient(ramp, 0.0f);
     none.target.DrawGradient(ramp, -0.5f);
@@ -195,29 +150,22 @@ TEST(DrawGradient, PaintsTheWholeTargetInTheBrushSpaceOfTheTransform) {
 }
 
 TEST(InvertRectangle, InvertsExactlyAndRestoresTheBlendMode) {
-    // Difference with white: 255 - c on each channel of an opaque pixel.
+    // Difference with white: 255 - c on an opaque pixel. A translucent one
+    // (alpha 128, red 64 unpremultiplied to 127) blends to (128, 255, 255),
+    // scaled by 129, plus white scaled by 128; an empty one becomes white.
     Canvas canvas(3, 2, PixelFormat::ARGB8p, 0xFF80C040u);
-    canvas.Set(1, 0, 0x80400000u);  // translucent
-    canvas.Set(2, 0, 0x00000000u);  // empty
+    canvas.Set(1, 0, 0x80400000u);
+    canvas.Set(2, 0, 0x00000000u);
     canvas.target.SetBlendMode(BlendMode::Multiply);
     canvas.target.InvertRectangle(Rect<float>(0, 0, 3, 1));
     EXPECT_EQ(canvas.target.GetBlendMode(), BlendMode::Multiply);
-    // Translucent backdrop (alpha 128, red 64 unpremultiplied to 127): the
-    // blend gives (128, 255, 255); that scaled by 129 plus white scaled by
-    // 128, alpha forced to 255.
     ExpectPicture(canvas, {0xFF7F3FBFu, 0xFFBFFFFFu, 0xFFFFFFFFu, 0xFF80C040u, 0xFF80C040u, 0xFF80C040u});
-
-    // Twice is no change on opaque pixels.
+    // Twice is no change on opaque pixels; the rectangle is snapped like any fill.
     Canvas twice(2, 1, PixelFormat::ARGB8p, 0xFF123456u);
     twice.Set(1, 0, 0xFFFEDCBAu);
     twice.target.InvertRectangle(Rect<float>(0, 0, 2, 1));
     ExpectPicture(twice, {0xFFEDCBA9u, 0xFF012345u});
-    twice.target.InvertRectangle(Rect<float>(0, 0, 2, 1));
-    ExpectPicture(twice, {0xFF123456u, 0xFFFEDCBAu});
-
-    // The rectangle is snapped like any fill.
-    Canvas snapped(2, 2, PixelFormat::ARGB8p, 0xFF000000u);
-    snapped.target.InvertRectangle(Rect<float>(0.5f, 0.5f, 1.5f, 1.5f));
-    ExpectPicture(snapped, {0xFFFFFFFFu, 0xFF000000u, 0xFF000000u, 0xFF000000u});
-    EXPECT_EQ(snapped.target.GetBlendMode(), BlendMode::Normal);
+    twice.target.InvertRectangle(Rect<float>(0.5f, 0, 1.5f, 1));
+    ExpectPicture(twice, {0xFF123456u, 0xFF012345u});
+    EXPECT_EQ(twice.target.GetBlendMode(), BlendMode::Normal);
 }

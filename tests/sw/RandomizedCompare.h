@@ -1,0 +1,83 @@
+#pragma once
+
+// One harness for the tests that hold a fast path against a plain
+// reference on random inputs: each round draws a case, runs both, and the
+// words must agree exactly.
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace RandomizedCompare {
+
+typedef std::vector<uint32_t> Words;
+
+// One round: the generator to draw the case from, a description of the case
+// for the failure message, and the first mismatch found.
+struct Round {
+    explicit Round(std::mt19937& r) : random(r) {}
+
+    void Compare(const char* path, const Words& fast, const Words& reference) {
+        if (!failure.empty() || fast == reference) return;
+        std::ostringstream out;
+        out << path << ": " << fast.size() << " words, reference " << reference.size();
+        for (std::size_t i = 0; i < fast.size() && i < reference.size(); ++i)
+            if (fast[i] != reference[i]) {
+                out << "; first difference at " << i << ": " << std::hex << fast[i] << " instead of " << reference[i];
+                break;
+            }
+        failure = out.str();
+    }
+
+    std::mt19937& random;
+    std::ostringstream note;
+    std::string failure;
+};
+
+// Runs body(round) for the given number of rounds, up to the first mismatch.
+template <class Body>
+::testing::AssertionResult AllRoundsMatch(uint32_t seed, int rounds, Body body) {
+    std::mt19937 random(seed);
+    for (int i = 0; i < rounds; ++i) {
+        Round round(random);
+        body(round);
+        if (!round.failure.empty())
+            return ::testing::AssertionFailure() << "round " << i << " (" << round.note.str() << "): " << round.failure;
+    }
+    return ::testing::AssertionSuccess();
+}
+
+// An integer from lo to hi, both included.
+inline int Int(std::mt19937& random, int lo, int hi) {
+    return lo + static_cast<int>(random() % static_cast<uint32_t>(hi - lo + 1));
+}
+
+template <class T, std::size_t N>
+T Pick(std::mt19937& random, const T (&values)[N]) {
+    return values[random() % N];
+}
+
+// A colour word that often hits the special cases of the composites: alpha
+// 0 with colour bytes left over, opaque, alpha 0 or 1.
+inline uint32_t Word(std::mt19937& random) {
+    const uint32_t w = static_cast<uint32_t>(random());
+    switch (random() % 5) {
+        case 0: return w & 0x00FFFFFFu;
+        case 1: return w | 0xFF000000u;
+        case 2: return w & 0x01FFFFFFu;
+        default: return w;
+    }
+}
+
+// A coverage byte, 0 and 255 as often as all others together.
+inline unsigned char Shape(std::mt19937& random) {
+    const uint32_t kind = random() % 4;
+    return kind == 0 ? 0 : kind == 1 ? 255 : static_cast<unsigned char>(random());
+}
+
+}  // namespace RandomizedCompare
