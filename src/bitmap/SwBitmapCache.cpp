@@ -67,8 +67,10 @@ bool SwBitmapCache::IsCached(std::shared_ptr<BitmapSource> source) {
 std::shared_ptr<BitmapBase> DeriveBitmapFromSource(std::shared_ptr<BitmapSource> source) {
     if (!source) return std::shared_ptr<BitmapBase>();
     if (SwBitmapCache::IsCached(source)) return SwBitmapCache::GetCachedBitmap(source);
-    if (auto base = std::dynamic_pointer_cast<BitmapBase>(source)) return base;
+    // The public wrapper first: it is what callers hand in most, and a cast
+    // that fails costs a walk through the class's bases.
     if (auto bitmap = std::dynamic_pointer_cast<Bitmap>(source)) return bitmap->GetImplementation();
+    if (auto base = std::dynamic_pointer_cast<BitmapBase>(source)) return base;
     return SwBitmapCache::GetCachedBitmap(source);
 }
 

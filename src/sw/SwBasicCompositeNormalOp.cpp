@@ -64,26 +64,39 @@ inline __m128i _Compose4(__m128i w, __m128i t, uint32_t shape4) {
 
 #if defined(GRAPHICS_COMPOSE_AVX2)
 
+// Eight pixels under a constant word w whose complement weighs f.
+__attribute__((target("avx2"), always_inline)) inline __m256i _OverConstant8(__m256i t, __m256i wv, __m256i fv,
+                                                                           __m256i lowMask, __m256i highMask,
+                                                                           __m256i zero) {
+    const __m256i rb = _mm256_srli_epi16(_mm256_mullo_epi16(_mm256_and_si256(t, lowMask), fv), 8);
+    const __m256i ag = _mm256_and_si256(_mm256_mullo_epi16(_mm256_srli_epi16(t, 8), fv), highMask);
+    const __m256i over = _mm256_add_epi32(_mm256_or_si256(rb, ag), wv);
+    const __m256i empty = _mm256_cmpeq_epi32(_mm256_srli_epi32(t, 24), zero);
+    return _mm256_blendv_epi8(over, wv, empty);
+}
+
 // The constant-word loop of ComposeConstant eight pixels at a time, for
-// processors that have AVX2; the same integer steps as the SSE2 form, so
-// the same pixels. Returns how many pixels it did.
+// processors that have AVX2 and spans of eight pixels or more; the same
+// integer steps as the SSE2 form, so the same pixels. Returns how many
+// pixels it did: all of them.
 __attribute__((target("avx2"))) int _ComposeConstantAvx2(uint32_t* target, uint32_t w, uint32_t f, int count) {
     const __m256i wv = _mm256_set1_epi32(static_cast<int>(w));
     const __m256i fv = _mm256_set1_epi16(static_cast<short>(f));
     const __m256i lowMask = _mm256_set1_epi32(0x00FF00FF);
     const __m256i highMask = _mm256_set1_epi32(static_cast<int>(0xFF00FF00u));
     const __m256i zero = _mm256_setzero_si256();
+    // Each pixel's result depends on its own old value alone, so the last
+    // eight, read before anything is written, can be composed as one group
+    // that overlaps the loop's last: the overlap gets the same words twice.
+    __m256i* last = reinterpret_cast<__m256i*>(target + count - 8);
+    const __m256i lastOld = _mm256_loadu_si256(last);
     int i = 0;
     for (; i + 8 <= count; i += 8) {
         __m256i* p = reinterpret_cast<__m256i*>(target + i);
-        const __m256i t = _mm256_loadu_si256(p);
-        const __m256i rb = _mm256_srli_epi16(_mm256_mullo_epi16(_mm256_and_si256(t, lowMask), fv), 8);
-        const __m256i ag = _mm256_and_si256(_mm256_mullo_epi16(_mm256_srli_epi16(t, 8), fv), highMask);
-        const __m256i over = _mm256_add_epi32(_mm256_or_si256(rb, ag), wv);
-        const __m256i empty = _mm256_cmpeq_epi32(_mm256_srli_epi32(t, 24), zero);
-        _mm256_storeu_si256(p, _mm256_blendv_epi8(over, wv, empty));
+        _mm256_storeu_si256(p, _OverConstant8(_mm256_loadu_si256(p), wv, fv, lowMask, highMask, zero));
     }
-    return i;
+    if (i < count) _mm256_storeu_si256(last, _OverConstant8(lastOld, wv, fv, lowMask, highMask, zero));
+    return count;
 }
 
 #endif

@@ -30,6 +30,14 @@ void SwBitmapColorSource::FillSpan(int x0, int x1, int y, unsigned char* destina
     }
 }
 
+const uint32_t* SwBitmapColorSource::SpanWords(int x0, int x1, int y) {
+    return m_Sampler ? m_Sampler->SpanWords(x0, x1, y) : nullptr;
+}
+
+void SwBitmapColorSource::ExpectSpans(int x0, int x1) {
+    if (m_Sampler) m_Sampler->ExpectSpans(x0, x1);
+}
+
 Matrix SwBitmapColorSource::SurfaceToSourceMatrix(const Matrix& brushTransform, const Matrix& placement) {
     const Matrix half(1.0f, 0.0f, 0.0f, 1.0f, 0.5f, 0.5f);
     Matrix a = Matrix::Multiply(half, brushTransform);

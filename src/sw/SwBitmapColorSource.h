@@ -23,6 +23,8 @@ public:
     ~SwBitmapColorSource() override;
 
     void FillSpan(int x0, int x1, int y, unsigned char* destination) override;
+    const uint32_t* SpanWords(int x0, int x1, int y) override;
+    void ExpectSpans(int x0, int x1) override;
 
     const SwBitmapSampler* GetSampler() const { return m_Sampler.get(); }
 

@@ -527,6 +527,21 @@ void SwBitmapSampler::FillSpan(int x0, int x1, int y, unsigned char* destination
     (this->*spanProc)(x0, x1, y, destination);
 }
 
+void SwBitmapSampler::ExpectSpans(int x0, int x1) {
+    if (x1 <= x0) return;
+    expectedX0 = x0;
+    expectedCount = x1 - x0;
+    for (const int start : columnStartsSeen)
+        if (start == x0) return;
+    columnStartsSeen[columnStartNext] = x0;
+    columnStartNext = (columnStartNext + 1) % kColumnTables;
+}
+
+const uint32_t* SwBitmapSampler::SpanWords(int x0, int x1, int y) {
+    if (!wordsProc || x1 <= x0) return nullptr;
+    return (this->*wordsProc)(x0, x1, y);
+}
+
 // The position is accumulated along the span, not recomputed per pixel.
 template <SwBitmapSampler::SampleProc Proc>
 void SwBitmapSampler::SpanLoop(int x0, int x1, int y, unsigned char* destination) const {
@@ -548,6 +563,7 @@ template <SwBitmapSampler::SampleProc Proc>
 void SwBitmapSampler::Use(Sampling kind) {
     sampleProc = Proc;
     spanProc = &SwBitmapSampler::SpanLoop<Proc>;
+    wordsProc = nullptr;
     sampling = kind;
 }
 
@@ -634,7 +650,49 @@ void SwBitmapSampler::SelectRoutine() {
     else
         Use<&SwBitmapSampler::SampleNearest<P, ExtendX, ExtendY>>(SamplingNearest);
     // Without rotation or shear the y position never changes along a span.
-    if (matrix.m12 == 0.0f) spanProc = &SwBitmapSampler::SpanAxis<P, Linear, ExtendX, ExtendY>;
+    if (matrix.m12 == 0.0f) {
+        spanProc = &SwBitmapSampler::SpanAxis<P, Linear, ExtendX, ExtendY>;
+        if (std::is_same<P, _ARGB8p>::value) wordsProc = &SwBitmapSampler::SpanWordsAxis<Linear, ExtendX, ExtendY>;
+    }
+}
+
+// Follows SpanAxis's choice of route, position for position, and answers
+// only where that route copies the whole span from one image row: the
+// unit step on whole pixels, or, for nearest, a column table already built
+// whose columns are consecutive. It never builds a table itself, so that
+// asking does not change which spans get one.
+template <bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
+const uint32_t* SwBitmapSampler::SpanWordsAxis(int x0, int x1, int y) const {
+    if (opacity != 256) return nullptr;
+    const float fy = static_cast<float>(y);
+    const float fx = static_cast<float>(x0);
+    const float m11 = matrix.m11;
+    const float px = fy * matrix.m21 + fx * m11 + matrix.dx;
+    const float py = fy * matrix.m22 + fx * matrix.m12 + matrix.dy;
+    const int count = x1 - x0;
+    const unsigned char* words = nullptr;
+    if (m11 == 1.0f && px == std::floor(px) && std::fabs(px) < 4194304.0f && count < 4194304) {
+        const int wyZero = Linear ? _Fraction(py, _Truncate(py)) == 0 : 1;
+        const int k = static_cast<int>(px);
+        const int inside0 = k < 0 ? -k : 0;
+        const int inside1 = std::min(width - k, count);
+        if (wyZero && inside0 < inside1) {
+            if (inside0 != 0 || inside1 != count) return nullptr;
+            const int rowY = Linear ? ExtendY(height, _Truncate(py)) : ExtendY(height, _Truncate(py + 0.5f));
+            words = GetRowPointer(rowY) + 4 * static_cast<ptrdiff_t>(k);
+        }
+    }
+    if (!words) {
+        // Steps of two columns and more are never consecutive in the
+        // image's interior; not asking there keeps the cost off reductions.
+        if (Linear || !(m11 > 0.0f && m11 < 2.0f) || matrix.m21 != 0.0f || count > kColumnTableLimit)
+            return nullptr;
+        const ColumnTable* table = FindColumnTable(x0, count);
+        if (!table || count > table->consecutive) return nullptr;
+        words = GetRowPointer(ExtendY(height, _Truncate(py + 0.5f))) + 4 * static_cast<ptrdiff_t>(table->a[0]);
+    }
+    if (reinterpret_cast<uintptr_t>(words) % alignof(uint32_t) != 0) return nullptr;
+    return reinterpret_cast<const uint32_t*>(words);
 }
 
 // The position is computed as SpanLoop computes it, and p.y stays what it is
@@ -652,6 +710,16 @@ void SwBitmapSampler::SpanAxis(int x0, int x1, int y, unsigned char* destination
     const uint32_t* colors = paletteColors;
     const int w = width;
     const int count = x1 - x0;
+
+    // A lone pixel (the partly covered end of a row) is one sample at the
+    // very position SpanLoop would use; the span set-up would cost more.
+    if (count == 1) {
+        const Point<float> p(px, py);
+        const uint32_t word =
+            Linear ? SampleLinear<P, ExtendX, ExtendY>(p) : SampleNearest<P, ExtendX, ExtendY>(p);
+        std::memcpy(destination, &word, sizeof word);
+        return;
+    }
 
     // Pixel centres at a unit step: inside the image every position reads
     // its own pixel with weight 0 on the neighbours (or, nearest, rounds to
@@ -695,6 +763,12 @@ void SwBitmapSampler::SpanAxis(int x0, int x1, int y, unsigned char* destination
 
 // Fills the column table for spans starting at x0, accumulating px exactly
 // as SpanAxisRun does, unless it already covers count pixels from there.
+const SwBitmapSampler::ColumnTable* SwBitmapSampler::FindColumnTable(int x0, int count) const {
+    for (const ColumnTable& t : columnTables)
+        if (t.count > 0 && t.x0 == x0 && t.count >= count) return t.usable ? &t : nullptr;
+    return nullptr;
+}
+
 template <bool Linear, SwExtend::Proc ExtendX>
 const SwBitmapSampler::ColumnTable* SwBitmapSampler::BuildColumnTable(int x0, int count, float px) const {
     for (const ColumnTable& t : columnTables)
@@ -712,18 +786,19 @@ const SwBitmapSampler::ColumnTable* SwBitmapSampler::BuildColumnTable(int x0, in
     ColumnTable& table = columnTables[columnTableNext];
     columnTableNext = (columnTableNext + 1) % kColumnTables;
     // Spans tend to grow and shrink around one length: room for a little
-    // more avoids building again for a slightly longer one.
-    const int n = count + 16 <= kColumnTableLimit ? count + 16 : count;
-    table.a.resize(static_cast<size_t>(n));
-    if (Linear) {
-        table.b.resize(static_cast<size_t>(n));
-        table.weight.resize(static_cast<size_t>(n));
-    }
+    // more avoids building again for a slightly longer one, unless the
+    // spans were announced.
+    const bool announced = x0 == expectedX0 && count == expectedCount;
+    const int n = !announced && count + 16 <= kColumnTableLimit ? count + 16 : count;
+    table.storage.resize(static_cast<size_t>(n) * (Linear ? 3 : 1));
+    table.a = table.storage.data();
+    table.b = Linear ? table.a + n : nullptr;
+    table.weight = Linear ? table.a + 2 * static_cast<ptrdiff_t>(n) : nullptr;
     const float m11 = matrix.m11;
     const int w = width;
-    int32_t* a = table.a.data();
-    int32_t* b = table.b.data();
-    int32_t* weight = table.weight.data();
+    int32_t* a = table.a;
+    int32_t* b = table.b;
+    int32_t* weight = table.weight;
     bool usable = true;
     for (int i = 0; i < n; ++i) {
         if (Linear) {
@@ -741,8 +816,8 @@ const SwBitmapSampler::ColumnTable* SwBitmapSampler::BuildColumnTable(int x0, in
         px += m11;
     }
     int consecutive = 0;
-    if (!Linear)
-        while (consecutive < n && a[consecutive] == a[0] + consecutive) ++consecutive;
+    while (consecutive < n && a[consecutive] == a[0] + consecutive && (!Linear || b[consecutive] == a[consecutive] + 1))
+        ++consecutive;
     table.x0 = x0;
     table.count = n;
     table.usable = usable;
@@ -855,6 +930,13 @@ GRAPHICS_SAMPLER_AVX2_INLINE void _LoadPairs8(const unsigned char* row, const in
         _mm256_shuffle_ps(_mm256_castsi256_ps(q0), _mm256_castsi256_ps(q1), _MM_SHUFFLE(3, 1, 3, 1)));
 }
 
+// Eight consecutive pixels from column x and the eight behind each of them.
+GRAPHICS_SAMPLER_AVX2_INLINE void _LoadRun8(const unsigned char* row, int32_t x, __m256i& left, __m256i& right) {
+    const unsigned char* p = row + 4 * static_cast<ptrdiff_t>(x);
+    left = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+    right = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 4));
+}
+
 // _Lerp4Half in 256 bits: (y * w) >> 8 plus (x * inverse) >> 8.
 GRAPHICS_SAMPLER_AVX2_INLINE __m256i _Lerp8Half(__m256i x, __m256i y, __m256i w, __m256i inverse) {
     return _mm256_add_epi16(_mm256_srli_epi16(_mm256_mullo_epi16(y, w), 8),
@@ -869,7 +951,7 @@ GRAPHICS_SAMPLER_AVX2_INLINE __m256i _Lerp8Half(__m256i x, __m256i y, __m256i w,
 // _Lerp4, in 256-bit registers: the same pixels.
 template <class P>
 __attribute__((target("avx2"))) int _LinearTablePairsAvx2(const int32_t* a, const int32_t* b,
-                                                          const int32_t* weight, int count,
+                                                          const int32_t* weight, int count, int consecutive,
                                                           const unsigned char* row0, const unsigned char* row1,
                                                           uint32_t wy, const uint32_t* colors,
                                                           unsigned char* destination) {
@@ -881,9 +963,13 @@ __attribute__((target("avx2"))) int _LinearTablePairsAvx2(const int32_t* a, cons
     const __m256i alpha = _mm256_set1_epi32(std::is_same<P, _ARGB8p>::value ? 0 : static_cast<int>(0xFF000000u));
     int i = 0;
     for (; i + 8 <= count; i += 8) {
+        // Over consecutive columns the eight pixels and their neighbours are
+        // two plain loads; pixels 0, 1, 4, 5 then sit in the low halves of
+        // the lanes, just as _LoadPairs8 arranges them.
+        const bool plain = i + 8 <= consecutive;
         const __m256i av = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(a + i));
         const __m256i bv = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b + i));
-        if (_mm256_movemask_epi8(_mm256_cmpeq_epi32(_mm256_add_epi32(av, one), bv)) != -1) {
+        if (!plain && _mm256_movemask_epi8(_mm256_cmpeq_epi32(_mm256_add_epi32(av, one), bv)) != -1) {
             _LinearTableRun<P, true>(a + i, b + i, weight + i, 8, row0, row1, wy, 256u, colors,
                                      destination + 4 * static_cast<ptrdiff_t>(i));
             continue;
@@ -897,11 +983,17 @@ __attribute__((target("avx2"))) int _LinearTablePairsAvx2(const int32_t* a, cons
         const __m256i ihi = _mm256_sub_epi16(w257, whi);
 
         __m256i left, right;
-        _LoadPairs8(row0, a + i, left, right);
+        if (plain)
+            _LoadRun8(row0, a[i], left, right);
+        else
+            _LoadPairs8(row0, a + i, left, right);
         __m256i lo = _Lerp8Half(_mm256_unpacklo_epi8(left, zero), _mm256_unpacklo_epi8(right, zero), wlo, ilo);
         __m256i hi = _Lerp8Half(_mm256_unpackhi_epi8(left, zero), _mm256_unpackhi_epi8(right, zero), whi, ihi);
         if (wy != 0) {
-            _LoadPairs8(row1, a + i, left, right);
+            if (plain)
+                _LoadRun8(row1, a[i], left, right);
+            else
+                _LoadPairs8(row1, a + i, left, right);
             const __m256i lo1 =
                 _Lerp8Half(_mm256_unpacklo_epi8(left, zero), _mm256_unpacklo_epi8(right, zero), wlo, ilo);
             const __m256i hi1 =
@@ -923,7 +1015,7 @@ bool SwBitmapSampler::SpanAxisTable(int x0, int count, float px, float py, unsig
     if (!table) return false;
     const uint32_t op = static_cast<uint32_t>(opacity);
     const uint32_t* colors = paletteColors;
-    const int32_t* a = table->a.data();
+    const int32_t* a = table->a;
     int i = 0;
 
     if (!Linear) {
@@ -965,8 +1057,8 @@ bool SwBitmapSampler::SpanAxisTable(int x0, int count, float px, float py, unsig
         return true;
     }
 
-    const int32_t* b = table->b.data();
-    const int32_t* weight = table->weight.data();
+    const int32_t* b = table->b;
+    const int32_t* weight = table->weight;
     const int ty = _Truncate(py);
     const uint32_t wy = _Fraction(py, ty);
     const unsigned char* row0 = GetRowPointer(ExtendY(height, ty));
@@ -975,7 +1067,8 @@ bool SwBitmapSampler::SpanAxisTable(int x0, int count, float px, float py, unsig
     if (P::kVector) {
 #ifdef GRAPHICS_SAMPLER_AVX2
         if (P::kPlainWords && op == 256 && CpuInfo::HasAvx2())
-            i = _LinearTablePairsAvx2<P>(a, b, weight, count, row0, row1, wy, colors, destination);
+            i = _LinearTablePairsAvx2<P>(a, b, weight, count, table->consecutive, row0, row1, wy, colors,
+                                            destination);
         else
 #endif
             i = op == 256 ? _LinearTableRun<P, true>(a, b, weight, count, row0, row1, wy, op, colors, destination)

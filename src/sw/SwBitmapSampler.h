@@ -69,6 +69,12 @@ public:
     SwBitmapSampler& operator=(const SwBitmapSampler&) = delete;
 
     void FillSpan(int x0, int x1, int y, unsigned char* destination) override;
+    // ARGB8p images at full opacity, drawn at unit scale on whole pixels
+    // without rotation, where the span lies wholly inside the image.
+    const uint32_t* SpanWords(int x0, int x1, int y) override;
+    // Counts x0 as a start already seen, so that the first span from it
+    // gets a column table.
+    void ExpectSpans(int x0, int x1) override;
 
     // One delivered word for a source position (after the reduction's
     // change of matrix, when there is one).
@@ -88,19 +94,22 @@ private:
     // than count; usable is false when building it met a weight outside
     // 0..255. A shape's rows usually start at a few places (edge pixels,
     // then the interior), hence several tables, replaced in turn.
+    // The three rows share one allocation.
     struct ColumnTable {
-        std::vector<int32_t> a;
-        std::vector<int32_t> b;
-        std::vector<int32_t> weight;
+        std::vector<int32_t> storage;
+        int32_t* a = nullptr;
+        int32_t* b = nullptr;
+        int32_t* weight = nullptr;
         int x0 = 0;
         int count = 0;
         bool usable = false;
-        // Nearest only: how many entries from the first hold consecutive
-        // columns, a[i] = a[0] + i.
+        // How many entries from the first hold consecutive columns,
+        // a[i] = a[0] + i, and for linear tables b[i] = a[i] + 1 as well.
         int consecutive = 0;
     };
 
     typedef void (SwBitmapSampler::*SpanProc)(int x0, int x1, int y, unsigned char* destination) const;
+    typedef const uint32_t* (SwBitmapSampler::*WordsProc)(int x0, int x1, int y) const;
 
     // The routines are templates over a pixel format's reading and
     // conversion (P, defined in the source file) and, for the nearest and
@@ -139,6 +148,11 @@ private:
     bool SpanAxisTable(int x0, int count, float px, float py, unsigned char* destination) const;
     template <bool Linear, SwExtend::Proc ExtendX>
     const ColumnTable* BuildColumnTable(int x0, int count, float px) const;
+    // A table built before for spans starting at x0, at least count long.
+    const ColumnTable* FindColumnTable(int x0, int count) const;
+    // SpanWords for the routines of SpanAxis over ARGB8p.
+    template <bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
+    const uint32_t* SpanWordsAxis(int x0, int x1, int y) const;
 
     unsigned int SampleNone(const Point<float>& position) const;
     template <class P, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
@@ -164,6 +178,7 @@ private:
 
     SampleProc sampleProc = &SwBitmapSampler::SampleNone;
     SpanProc spanProc = nullptr;
+    WordsProc wordsProc = nullptr;
     Matrix matrix;
     std::shared_ptr<BitmapBase> bitmap;
     std::shared_ptr<Palette> palette;
@@ -184,6 +199,9 @@ private:
     // Starts of recent spans that had no table, so that a table is built
     // only for a start that comes back.
     mutable int columnStartsSeen[kColumnTables] = {INT_MIN, INT_MIN, INT_MIN, INT_MIN};
+    // The spans announced by ExpectSpans, whose tables need no room to grow.
+    int expectedX0 = INT_MIN;
+    int expectedCount = 0;
     mutable int columnStartNext = 0;
 };
 

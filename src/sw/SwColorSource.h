@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "Graphics/Types.h"
@@ -21,6 +22,24 @@ public:
     virtual ~SwColorSource() = default;
 
     virtual void FillSpan(int x0, int x1, int y, unsigned char* destination) = 0;
+
+    // Where the words that FillSpan would write for the span already lie in
+    // memory (an image's own pixels drawn at unit scale), the address of
+    // x0's word, aligned to a word; null otherwise. A caller may then read
+    // them in place of a copy.
+    virtual const uint32_t* SpanWords(int x0, int x1, int y) {
+        (void)x0;
+        (void)x1;
+        (void)y;
+        return nullptr;
+    }
+
+    // Tells the source that spans from x0 to x1 follow on many rows, so
+    // that work shared by them may be done from the first.
+    virtual void ExpectSpans(int x0, int x1) {
+        (void)x0;
+        (void)x1;
+    }
 
     // Turns a brush into the source that paints it. `bounds` is the area to
     // be painted, in surface pixels; `placement` maps the pixels FillSpan

@@ -23,6 +23,24 @@
 
 namespace Graphics {
 
+namespace {
+
+// Whether count words from a and from b share any byte.
+bool _Overlap(const uint32_t* a, const uint32_t* b, int count) {
+    const uintptr_t x = reinterpret_cast<uintptr_t>(a);
+    const uintptr_t y = reinterpret_cast<uintptr_t>(b);
+    const uintptr_t size = 4 * static_cast<uintptr_t>(count);
+    return x < y + size && y < x + size;
+}
+
+// A whole number well inside the range where the rasterizer takes
+// coordinates without clipping them first.
+bool _WholeCoordinate(float v) {
+    return v > -32000.0f && v < 32000.0f && static_cast<float>(static_cast<int>(v)) == v;
+}
+
+}  // namespace
+
 class SwPipeLine::TargetLock {
 public:
     explicit TargetLock(SwPipeLine& p) : pipeline(p) {
@@ -71,11 +89,19 @@ SwPipeLine::~SwPipeLine() {
     delete[] scratch;
 }
 
-void SwPipeLine::EnsureScratch() {
-    if (scratch) return;
+void SwPipeLine::EnsureScratch(bool zeroed) {
     const std::size_t width = static_cast<std::size_t>(scratchWidth);
     // Rounded up to whole words for the shape row behind the colours.
-    scratch = new uint32_t[width + (width + 3) / 4]();
+    const std::size_t words = width + (width + 3) / 4;
+    if (scratch) {
+        if (zeroed && !scratchZeroed) std::fill(scratch, scratch + words, 0u);
+        scratchZeroed = scratchZeroed || zeroed;
+        return;
+    }
+    // The fused steps write every word they read, so they skip the
+    // clearing; the operations start from zeros.
+    scratch = zeroed ? new uint32_t[words]() : new uint32_t[words];
+    scratchZeroed = zeroed;
     sourceColor = scratch;
     sourceShape = reinterpret_cast<unsigned char*>(scratch + width);
     context.sourceShape = sourceShape;
@@ -209,9 +235,16 @@ void SwPipeLine::RunFused(const LockedData& lock, int y, int x1, int x2, unsigne
     if (fused == Fused::Solid) {
         SwBasicCompositeNormalOp::ComposeConstant(target, fusedColor, coverage, x2 - x1);
     } else {
-        EnsureScratch();
-        fusedSource->FillSpan(x1, x2, y, reinterpret_cast<unsigned char*>(sourceColor));
-        SwBasicCompositeNormalOp::ComposeSpanUniform(target, sourceColor, coverage, x2 - x1);
+        const int count = x2 - x1;
+        const uint32_t* words = fusedSource->SpanWords(x1, x2, y);
+        // Straight from the source's pixels, unless they share memory with
+        // the row being written (an image drawn onto itself).
+        if (!words || _Overlap(words, target, count)) {
+            EnsureScratch(false);
+            fusedSource->FillSpan(x1, x2, y, reinterpret_cast<unsigned char*>(sourceColor));
+            words = sourceColor;
+        }
+        SwBasicCompositeNormalOp::ComposeSpanUniform(target, words, coverage, count);
     }
 }
 
@@ -222,10 +255,31 @@ std::vector<SwOperation*> SwPipeLine::GetOperations() const {
     return sequence;
 }
 
+
+// With rectangles adjusted, the rasterizer turns a rectangle whose corners
+// lie on whole pixels into exactly those pixels (cut to the bound, which
+// AddRectangle does too); going straight there spares building its edges.
+bool SwPipeLine::IsWholePixelRectangle(Rect<int>* rect) const {
+    if (!adjustRectangles || !transform.IsIdentity()) return false;
+    Rect<float> r;
+    if (!geometry->IsRectangle(transform, &r)) return false;
+    if (!(_WholeCoordinate(r.left) && _WholeCoordinate(r.top) && _WholeCoordinate(r.right) &&
+          _WholeCoordinate(r.bottom) && r.left < r.right && r.top < r.bottom))
+        return false;
+    *rect = Rect<int>(static_cast<int>(r.left), static_cast<int>(r.top), static_cast<int>(r.right),
+                      static_cast<int>(r.bottom));
+    return true;
+}
+
 void SwPipeLine::Execute() {
     if (!geometry) return;
     plainLock = LockedData();
     FpuState fpuState;
+    Rect<int> whole;
+    if (IsWholePixelRectangle(&whole)) {
+        AddRectangle(whole.left, whole.top, whole.right, whole.bottom);
+        return;
+    }
     const Rect<float> clip(static_cast<float>(bound.left), static_cast<float>(bound.top),
                            static_cast<float>(bound.right), static_cast<float>(bound.bottom));
     // Borrowed for the call: the rasterizer keeps no reference.
@@ -256,7 +310,9 @@ void SwPipeLine::AddRectangle(int left, int top, int right, int bottom) {
     // One lock for all the rows.
     TargetLock lock(*this);
     if (fused != Fused::None && context.targetLock.data) {
-        for (int y = std::max(top, bound.top); y < y2; ++y) {
+        const int y1 = std::max(top, bound.top);
+        if (fused == Fused::Uniform && y2 - y1 > 1) fusedSource->ExpectSpans(params.x1, params.x2);
+        for (int y = y1; y < y2; ++y) {
             params.y = y;
             RunFused(context.targetLock, y, params.x1, params.x2, 255);
         }

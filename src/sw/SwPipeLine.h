@@ -75,6 +75,7 @@ public:
     std::vector<SwOperation*> GetOperations() const;
 
 private:
+    bool IsWholePixelRectangle(Rect<int>* rect) const;
     // The operation lists that the pipeline runs in one fused step rather
     // than operation by operation. Both are the plain Normal fill: colour
     // target, coverage row, colour source, Normal composite, and nothing
@@ -93,7 +94,7 @@ private:
     template <class Op, class... Args>
     std::shared_ptr<SwOperation> MakeOperation(std::optional<Op>& slot, Args&&... args);
     // Makes the scratch rows, once.
-    void EnsureScratch();
+    void EnsureScratch(bool zeroed = true);
     // Works out whether the operation list is one that runs fused.
     void ClassifyOperations();
     // What RunOperations does for one span, in one step, while the colour
@@ -137,6 +138,7 @@ private:
     int scratchWidth = 1;
     // The colour row, followed by the shape row.
     uint32_t* scratch = nullptr;
+    bool scratchZeroed = false;
     unsigned char* sourceShape = nullptr;
     uint32_t* sourceColor = nullptr;
 };

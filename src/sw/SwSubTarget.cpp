@@ -79,6 +79,9 @@ SwSubTarget::SwSubTarget(const Rect<int>& r, const LayerParameters& parameters, 
         ComputeAxisAlignedPlacement(Size<int>(r.Width(), r.Height()), parameters.bounds, matrix);
     rectangle = placement.rectangle;
     axisTransform = placement.matrix;
+    // Worked out once: SetTransform needs it for every snapped fill.
+    axisLinearInverse = Matrix(axisTransform.m11, axisTransform.m12, axisTransform.m21, axisTransform.m22, 0.0f, 0.0f)
+                            .Inverse();
     transform = matrix;
     InitSubTarget();
 }
@@ -267,9 +270,8 @@ void SwSubTarget::SetTransform(const Matrix& m) {
     const Matrix a = _RootPlacement(d->axisTransform, d->offset, d->rectangle);
     // S followed by A gives m: S = (m with A's translation taken away)
     // followed by the inverse of A's linear part.
-    const Matrix l = Matrix(a.m11, a.m12, a.m21, a.m22, 0.0f, 0.0f).Inverse();
     const Matrix shifted(m.m11, m.m12, m.m21, m.m22, m.dx - a.dx, m.dy - a.dy);
-    d->states.back().transform = Matrix::Multiply(shifted, l);
+    d->states.back().transform = Matrix::Multiply(shifted, d->axisLinearInverse);
 }
 
 void SwSubTarget::PreEvent() {

@@ -115,6 +115,8 @@ protected:
     std::deque<State> states;
     Rect<int> rectangle;
     Matrix axisTransform;
+    // The inverse of axisTransform's linear part.
+    Matrix axisLinearInverse;
     Matrix transform;
     std::shared_ptr<SwClipping> clipping;
 
