@@ -14,7 +14,7 @@ namespace Graphics {
 class RenderTarget;
 
 struct PixelFormat {
-    enum Enum {
+    enum Enum : int {
         RGB8 = 1,    // 24 bits: blue, green, red bytes
         ARGB8p = 2,  // 32-bit word, alpha on top, colour premultiplied
         ARGB8 = 3,   // 32-bit word, not premultiplied
@@ -34,7 +34,7 @@ struct PixelFormat {
 };
 
 struct LockMode {
-    enum Enum { Read = 1, Write = 2, ReadWrite = 3 };
+    enum Enum : int { Read = 1, Write = 2, ReadWrite = 3 };
 };
 
 struct LockedData {

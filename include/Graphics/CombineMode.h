@@ -6,7 +6,7 @@ namespace Graphics {
 // the object asked and B the other operand. The numbers are part of the
 // interface.
 struct CombineMode {
-    enum Enum {
+    enum Enum : int {
         Intersect = 0,   // A and B
         Union = 1,       // A or B
         Difference = 2,  // A or B but not both: the symmetric difference

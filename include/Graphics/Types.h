@@ -101,8 +101,12 @@ struct Color {
     unsigned int ToABGR() const;  // 0xAABBGGRR, red in the low byte
 };
 
+// The enumerations of the interface sit on int, so that any number a
+// caller casts in (read from a file, passed from another language) is a
+// value of the type, and the checks that refuse numbers out of range are
+// well defined.
 struct BlendMode {
-    enum Enum {
+    enum Enum : int {
         Normal = 0,
         Multiply = 1,
         Screen = 2,
@@ -123,31 +127,31 @@ struct BlendMode {
 };
 
 struct InterpolationMode {
-    enum Enum { Nearest = 0, Linear = 1, HighQuality = 2 };
+    enum Enum : int { Nearest = 0, Linear = 1, HighQuality = 2 };
 };
 
 struct ExtendMode {
-    enum Enum { Clamp = 0, Wrap = 1, Mirror = 2 };
+    enum Enum : int { Clamp = 0, Wrap = 1, Mirror = 2 };
 };
 
 struct SoftMaskType {
-    enum Enum { Alpha = 0, InverseAlpha = 1, Luminosity = 2, InverseLuminosity = 3 };
+    enum Enum : int { Alpha = 0, InverseAlpha = 1, Luminosity = 2, InverseLuminosity = 3 };
 };
 
 struct FillRule {
-    enum Enum { Winding = 0, EvenOdd = 1 };
+    enum Enum : int { Winding = 0, EvenOdd = 1 };
 };
 
 struct LineCap {
-    enum Enum { Butt = 0, Round = 1, Square = 2 };
+    enum Enum : int { Butt = 0, Round = 1, Square = 2 };
 };
 
 struct LineJoin {
-    enum Enum { Miter = 0, Round = 1, Bevel = 2 };
+    enum Enum : int { Miter = 0, Round = 1, Bevel = 2 };
 };
 
 struct RuntimeMode {
-    enum Enum { Hardware = 0, Software = 1, Print = 2 };
+    enum Enum : int { Hardware = 0, Software = 1, Print = 2 };
 };
 
 struct LayerParameters {

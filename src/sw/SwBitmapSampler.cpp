@@ -1,5 +1,6 @@
 #include "sw/SwBitmapSampler.h"
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstring>
@@ -504,8 +505,9 @@ SwBitmapSampler::SwBitmapSampler(std::shared_ptr<BitmapSource> source, ExtendMod
     if (!bitmap) return;
 
     const PixelFormat::Enum format = bitmap->GetPixelFormat();
-    if (palette && PixelFormat::IsIndexed(format)) {
-        const unsigned long count = palette->GetCount() < 256 ? palette->GetCount() : 256;
+    if (PixelFormat::IsIndexed(format)) {
+        std::fill(paletteColors, paletteColors + 256, 0u);
+        const unsigned long count = !palette ? 0 : palette->GetCount() < 256 ? palette->GetCount() : 256;
         for (unsigned long i = 0; i < count; ++i) paletteColors[i] = palette->GetColor(i);
     }
 
@@ -663,10 +665,12 @@ void SwBitmapSampler::SelectRoutine() {
 // asking does not change which spans get one.
 template <bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
 const uint32_t* SwBitmapSampler::SpanWordsAxis(int x0, int x1, int y) const {
-    if (opacity != 256) return nullptr;
+    const float m11 = matrix.m11;
+    // Steps of two columns and more are never consecutive in the image's
+    // interior; not asking there keeps the cost off reductions.
+    if (opacity != 256 || (m11 != 1.0f && (Linear || !(m11 > 0.0f && m11 < 2.0f)))) return nullptr;
     const float fy = static_cast<float>(y);
     const float fx = static_cast<float>(x0);
-    const float m11 = matrix.m11;
     const float px = fy * matrix.m21 + fx * m11 + matrix.dx;
     const float py = fy * matrix.m22 + fx * matrix.m12 + matrix.dy;
     const int count = x1 - x0;
@@ -683,10 +687,7 @@ const uint32_t* SwBitmapSampler::SpanWordsAxis(int x0, int x1, int y) const {
         }
     }
     if (!words) {
-        // Steps of two columns and more are never consecutive in the
-        // image's interior; not asking there keeps the cost off reductions.
-        if (Linear || !(m11 > 0.0f && m11 < 2.0f) || matrix.m21 != 0.0f || count > kColumnTableLimit)
-            return nullptr;
+        if (Linear || matrix.m21 != 0.0f || count > kColumnTableLimit) return nullptr;
         const ColumnTable* table = FindColumnTable(x0, count);
         if (!table || count > table->consecutive) return nullptr;
         words = GetRowPointer(ExtendY(height, _Truncate(py + 0.5f))) + 4 * static_cast<ptrdiff_t>(table->a[0]);

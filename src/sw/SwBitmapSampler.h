@@ -191,8 +191,9 @@ private:
     std::unique_ptr<Filter> filter;
     Sampling sampling = SamplingNone;
     // The palette as read by the indexed formats, padded with transparent
-    // black so that no index byte can read past it.
-    uint32_t paletteColors[256] = {};
+    // black so that no index byte can read past it. Other formats never read
+    // it, so it is filled for indexed formats only.
+    uint32_t paletteColors[256];
     static constexpr int kColumnTables = 4;
     mutable ColumnTable columnTables[kColumnTables];
     mutable int columnTableNext = 0;
