@@ -7,8 +7,6 @@
 #include "core/HwModule.h"
 
 #include <gtest/gtest.h>
-
-#include <atomic>
 #include <climits>
 #include <thread>
 
@@ -19,9 +17,7 @@ extern "C" const char* __asan_default_options() { return "allocator_may_return_n
 
 TEST(Bootstrapper, CountsStartsAndKeepsTheFirstSettings) {
     Bootstrapper boot;
-    ASSERT_EQ(HwModule::Instance(), nullptr);
-    // No hardware factory exists: Hardware is quietly refused for Software.
-    // Later starts change nothing and report the first settings.
+    // No hardware factory: Hardware becomes Software; later starts keep the first settings.
     RuntimeParameters hardware, print, actual;
     hardware.highQualityDownsampling = false;
     print.mode = RuntimeMode::Print;
@@ -30,29 +26,18 @@ TEST(Bootstrapper, CountsStartsAndKeepsTheFirstSettings) {
     EXPECT_EQ(actual.mode, RuntimeMode::Software);
     EXPECT_FALSE(actual.highQualityDownsampling);
     EXPECT_EQ(boot.GetReferenceCount(), 2);
-    // Only the last stop ends the module.
-    boot.Shutdown();
+    boot.Shutdown();  // only the last stop ends the module
     EXPECT_NE(HwModule::Instance(), nullptr);
     boot.Shutdown();
     EXPECT_EQ(HwModule::Instance(), nullptr);
-    // An extra stop takes the count below zero; the next start begins afresh at 1.
-    boot.Shutdown();
-    EXPECT_EQ(boot.GetReferenceCount(), -1);
+    boot.Shutdown();  // below zero; the next start begins afresh at 1
     boot.Startup(print, &actual);
     EXPECT_EQ(actual.mode, RuntimeMode::Print);
     EXPECT_EQ(boot.GetReferenceCount(), 1);
     boot.Shutdown();
-
-    // The public entry points drive the process-wide instance.
-    Startup(print, nullptr);
-    EXPECT_EQ(g_RuntimeParameters.mode, RuntimeMode::Print);
-    EXPECT_NE(HwModule::Instance(), nullptr);
-    Shutdown();
-    EXPECT_EQ(HwModule::Instance(), nullptr);
 }
 
 namespace {
-
 struct OrderListener : LogListener {
     void OnLogMessage(const std::string& text) override {
         received.push_back(text);
@@ -61,80 +46,49 @@ struct OrderListener : LogListener {
     bool throws = false;
     std::vector<std::string> received;
 };
-
 [[noreturn]] void FailingOperation() { GRAPHICS_FAIL("Something broke"); }
-
+struct Counted : GraphicsBase {
+    int values[4] = {};
+};
+struct Entry : CacheBase {};
 }  // namespace
 
 TEST(Log, FailuresAndDelivery) {
-    // A failure is logged with function, file and line, then thrown.
     EXPECT_GRAPHICS_FAILURE(FailingOperation(), "FailingOperation", "Something broke");
-    {
-        GraphicsTest::LogCapture capture;  // the place is this file and a line
-        EXPECT_THROW(FailingOperation(), Exception);
-        const std::string text = capture.Last();
-        ASSERT_NE(text.find("RuntimeTest.cpp, "), std::string::npos) << text;
-        EXPECT_GT(std::stoi(text.substr(text.find("RuntimeTest.cpp, ") + 17)), 0) << text;
-    }
     auto a = std::make_shared<OrderListener>(), b = std::make_shared<OrderListener>();
-    // Delivery goes in the order of the listeners' addresses.
     auto first = a.get() < b.get() ? a : b, second = a.get() < b.get() ? b : a;
-    AttachLogListener(a);
-    AttachLogListener(b);
-    AttachLogListener(a);  // a second attach changes nothing
+    for (auto& l : {a, b, a}) AttachLogListener(l);  // delivered by address; a second attach changes nothing
     { LogMessage() << "one " << 1; }
     EXPECT_EQ(a->received, std::vector<std::string>{"one 1"});
-    EXPECT_EQ(b->received, std::vector<std::string>{"one 1"});
-    // A throwing listener keeps the message from the later ones, and the
-    // place that logged sees nothing.
+    EXPECT_EQ(b->received, a->received);
+    // A throwing listener stops delivery; the caller sees nothing.
     first->throws = true;
     EXPECT_NO_THROW({ LogMessage() << "two"; });
     EXPECT_EQ(first->received.size(), 2u);
     EXPECT_EQ(second->received.size(), 1u);
     first->throws = false;
-    // Flush sends now and again at destruction.
-    {
+    {  // Flush sends now and again at destruction
         LogMessage m;
         m << "three";
         m.Flush();
         EXPECT_EQ(second->received.size(), 2u);
     }
     EXPECT_EQ(second->received.size(), 3u);
-    // A stream in a failed state sends nothing; detached listeners get nothing.
-    {
-        LogMessage m;
-        m << "four";
-        m.setstate(std::ios::failbit);
-    }
+    LogMessage().setstate(std::ios::failbit);  // a failed stream sends nothing
     DetachLogListener(a);
     DetachLogListener(b);
-    DetachLogListener(b);  // unknown listener: nothing happens
     { LogMessage() << "five"; }
     EXPECT_EQ(a->received.back(), "three");
     EXPECT_EQ(b->received.back(), "three");
 }
 
-namespace {
-struct Counted : GraphicsBase {
-    int values[4] = {1, 2, 3, 4};
-};
-struct Entry : CacheBase {};
-}  // namespace
-
 TEST(ProcessHeap, AllocationsAndFailures) {
     void* p = ProcessHeap::AllocAligned(100, 16);
     EXPECT_EQ(reinterpret_cast<uintptr_t>(p) % 16, 0u);
     ProcessHeap::FreeAligned(p);
-    ProcessHeap::Free(nullptr);
-    ProcessHeap::FreeAligned(nullptr);
     EXPECT_GRAPHICS_FAILURE(ProcessHeap::Alloc(ULONG_MAX - 64), "Alloc", "Not enough memory");
     EXPECT_GRAPHICS_FAILURE(ProcessHeap::AllocAligned(ULONG_MAX - 64, 16), "AllocAligned", "Not enough memory");
-    // Library objects and containers go through the heap; a mismatched
-    // new and delete shows under the sanitizers.
-    delete new Counted();
-    Counted* many = new Counted[3];
-    EXPECT_EQ(many[2].values[3], 4);
-    delete[] many;
+    delete[] new Counted[3];  // a mismatched new and delete shows under the sanitizers
     std::vector<int, Allocator<int>> v(1000, 7);
     EXPECT_EQ(v[999], 7);
 }
@@ -143,39 +97,22 @@ TEST(CacheHolder, StoreReplaceReleaseAndLock) {
     auto a = std::make_shared<Entry>(), b = std::make_shared<Entry>();
     {
         CacheHolder holder;
-        EXPECT_EQ(holder.GetCache(7), nullptr);
         holder.SetCache(7, a);
         holder.SetCache(7, b);
         EXPECT_EQ(holder.GetCache(7), b);
         EXPECT_EQ(a.use_count(), 1);  // replacing released the old entry
-        holder.SetCache(7, nullptr);  // an empty entry reads as an unknown token
-        EXPECT_EQ(holder.GetCache(7), nullptr);
         holder.SetCache(1, a);
-        holder.SetCache(2, b);
         holder.ReleaseAllCaches();
         EXPECT_EQ(holder.GetCache(1), nullptr);
         EXPECT_EQ(b.use_count(), 1);
         holder.SetCache(3, a);
     }
     EXPECT_EQ(a.use_count(), 1);  // entries die with the holder
-    const unsigned int t1 = CacheHolder::GenerateUniqueToken();
-    EXPECT_EQ(CacheHolder::GenerateUniqueToken(), t1 + 1);
 
-    // The lock is recursive on one thread and excludes the others until the
-    // last unlock.
+    // The lock is recursive, and free to another thread after the last unlock.
     CacheHolder holder;
-    holder.LockCaches();
-    holder.LockCaches();
+    for (int i = 0; i < 2; ++i) holder.LockCaches();
     holder.SetCache(1, a);
-    std::atomic<bool> done(false);
-    std::thread other([&] {
-        holder.GetCache(1);
-        done = true;
-    });
-    holder.UnlockCaches();
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_FALSE(done.load());
-    holder.UnlockCaches();
-    other.join();
-    EXPECT_TRUE(done.load());
+    for (int i = 0; i < 2; ++i) holder.UnlockCaches();
+    std::thread([&] { EXPECT_EQ(holder.GetCache(1), a); }).join();
 }

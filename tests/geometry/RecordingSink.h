@@ -27,12 +27,13 @@ struct SinkEvent {
     Point<float> p[3];
     int rule;
 
-    // Exact float compare, NaN unequal.
-    bool operator==(const SinkEvent& o) const {
+    // Within tol on every coordinate (exact for 0, NaN unequal).
+    bool Near(const SinkEvent& o, float tol) const {
         for (int i = 0; i < 3; ++i)
-            if (!(p[i].x == o.p[i].x && p[i].y == o.p[i].y)) return false;
+            if (!(std::fabs(p[i].x - o.p[i].x) <= tol && std::fabs(p[i].y - o.p[i].y) <= tol)) return false;
         return kind == o.kind && rule == o.rule;
     }
+    bool operator==(const SinkEvent& o) const { return Near(o, 0); }
 };
 using Events = std::vector<SinkEvent>;
 
@@ -74,10 +75,7 @@ public:
     void BeginFigure(const Point<float>&) override { ++figures; }
     void EndFigure() override {}
     void EndFigureClose() override {}
-    void LineTo(const Point<float>& p) override {
-        ++lines;
-        last = p;
-    }
+    void LineTo(const Point<float>& p) override { ++lines; last = p; }
     void CurveTo(const Point<float>&, const Point<float>&, const Point<float>&) override { ++curves; }
     unsigned long figures = 0, lines = 0, curves = 0;
     Point<float> last;
@@ -85,36 +83,24 @@ public:
 
 // What a stage sends on for the events that path gives it.
 inline Events Through(const std::function<void(GeometrySink&)>& path,
-                  const std::function<std::shared_ptr<GeometrySink>(std::shared_ptr<GeometrySink>)>& stage) {
+                      const std::function<std::shared_ptr<GeometrySink>(std::shared_ptr<GeometrySink>)>& stage) {
     auto sink = std::make_shared<RecordingSink>();
     path(*stage(sink));
     return sink->events;
 }
 
-// The same kinds in the same order, points equal within tol (exactly for 0).
+// The same kinds in the same order, points equal within tol.
 inline void ExpectEvents(const Events& actual, const Events& expected, float tol = 0.0f) {
-    ASSERT_EQ(actual.size(), expected.size()) << ::testing::PrintToString(actual);
-    for (std::size_t i = 0; i < actual.size(); ++i) {
-        if (tol == 0.0f) {
-            EXPECT_EQ(actual[i], expected[i]) << "event " << i << " of " << ::testing::PrintToString(actual);
-            continue;
-        }
-        EXPECT_EQ(actual[i].kind, expected[i].kind) << "event " << i << " of " << ::testing::PrintToString(actual);
-        for (int k = 0; k < 3; ++k)
-            EXPECT_TRUE(std::fabs(actual[i].p[k].x - expected[i].p[k].x) <= tol &&
-                        std::fabs(actual[i].p[k].y - expected[i].p[k].y) <= tol)
-                << "event " << i << ": " << actual[i] << " against " << expected[i];
-    }
+    bool same = actual.size() == expected.size();
+    for (std::size_t i = 0; same && i < actual.size(); ++i) same = actual[i].Near(expected[i], tol);
+    EXPECT_TRUE(same) << ::testing::PrintToString(actual) << "\n against " << ::testing::PrintToString(expected);
 }
 
 // Begins a figure at the first point and draws lines through the rest.
 inline void Polyline(GeometrySink& sink, std::initializer_list<Point<float>> points, bool close = false) {
     sink.BeginFigure(*points.begin());
     for (auto p = points.begin() + 1; p != points.end(); ++p) sink.LineTo(*p);
-    if (close)
-        sink.EndFigureClose();
-    else
-        sink.EndFigure();
+    close ? sink.EndFigureClose() : sink.EndFigure();
 }
 
 }  // namespace GraphicsTest

@@ -1,12 +1,10 @@
 #include <gtest/gtest.h>
-
 #include <cmath>
 #include <iterator>
 #include <limits>
 #include <map>
 #include <random>
 #include <vector>
-
 #include "Graphics/Gradient.h"
 #include "paint/GradientStopLookup.h"
 
@@ -15,7 +13,6 @@ using namespace Graphics;
 namespace {
 
 using StopList = std::vector<std::pair<float, unsigned int>>;
-
 const float kInf = std::numeric_limits<float>::infinity();
 
 StopList Stops(const LinearGradientBase& gradient) {
@@ -30,8 +27,7 @@ unsigned int Scale(unsigned int c, unsigned int w) {
 
 unsigned int Premultiplied(unsigned int color) { return Scale(color | 0xFF000000u, (color >> 24) + 1); }
 
-// The lookup written out step by step on a multimap, every branch spelled
-// out: at a stop, below the first, above the last, f = 0 and f = 255.
+// The lookup written out step by step on a multimap.
 unsigned int ReferenceLookup(const std::multimap<float, unsigned int>& stops, float t) {
     auto next = stops.lower_bound(t);
     if (next == stops.end()) return 0;
@@ -46,14 +42,10 @@ unsigned int ReferenceLookup(const std::multimap<float, unsigned int>& stops, fl
 }  // namespace
 
 TEST(GradientTest, ConstructorsMakeAndOrderTheStops) {
-    // Two colours: stops at 0 and 1, Color::ToARGB truncating (0.5 -> 127).
     LinearGradient linear(Color(0.5f, 0.25f, 1, 1), Color(0xFF000000u), Point<float>(1, 2), Point<float>(3, 4));
-    EXPECT_EQ(Stops(linear), (StopList{{0.0f, 0xFF7F3FFFu}, {1.0f, 0xFF000000u}}));
-    EXPECT_EQ(linear.GetEndPoint(), Point<float>(3, 4));
-    EXPECT_FALSE(linear.IsExtendStart() || linear.IsExtendEnd());
-
-    // Arrays sort by offset; equal offsets keep their order, also across
-    // later insertions of all kinds; offsets are not limited to 0..1.
+    EXPECT_EQ(Stops(linear), (StopList{{0.0f, 0xFF7F3FFFu}, {1.0f, 0xFF000000u}}));  // 0.5 -> 127
+    // Arrays sort by offset; equal offsets keep their order across later
+    // insertions of all kinds; offsets are not limited to 0..1.
     const GradientStop stops[] = {GradientStop(0.75f, 0xFF0000FFu), GradientStop(0.25f, 0xFF00FF00u),
                                   GradientStop(0.75f, 0xFFFF0000u), GradientStop(-3.0f, 0x00000000u)};
     LinearGradient sorted(stops, 4, Point<float>(), Point<float>(1, 1));
@@ -62,38 +54,21 @@ TEST(GradientTest, ConstructorsMakeAndOrderTheStops) {
     collection->InsertStop(GradientStop(0.75f, 0x22222222u));
     collection->InsertStops(stops, 1);
     collection->InsertStops(nullptr, 3);
-    EXPECT_EQ(Stops(sorted), (StopList{{-3.0f, 0x00000000u},
-                                       {0.25f, 0xFF00FF00u},
-                                       {0.75f, 0xFF0000FFu},
-                                       {0.75f, 0xFFFF0000u},
-                                       {0.75f, 0x7FFFFFFFu},
-                                       {0.75f, 0x22222222u},
+    EXPECT_EQ(Stops(sorted), (StopList{{-3.0f, 0x00000000u}, {0.25f, 0xFF00FF00u}, {0.75f, 0xFF0000FFu},
+                                       {0.75f, 0xFFFF0000u}, {0.75f, 0x7FFFFFFFu}, {0.75f, 0x22222222u},
                                        {0.75f, 0xFF0000FFu}}));
     EXPECT_TRUE(Stops(LinearGradient(nullptr, 5, Point<float>(), Point<float>())).empty());
-
-    // Radial: one centre means a start radius of 0; else as given.
+    // Radial with one centre starts at radius 0.
     RadialGradient centred(stops, 2, Point<float>(5, 6), 7.0f);
-    EXPECT_EQ(centred.GetStartPoint(), Point<float>(5, 6));
-    EXPECT_EQ(centred.GetEndPoint(), Point<float>(5, 6));
+    EXPECT_EQ(centred.GetStartPoint(), centred.GetEndPoint());
     EXPECT_EQ(centred.GetStartRadius(), 0.0f);
-    EXPECT_EQ(centred.GetEndRadius(), 7.0f);
     EXPECT_EQ(Stops(centred), (StopList{{0.25f, 0xFF00FF00u}, {0.75f, 0xFF0000FFu}}));
-    RadialGradient two(Color(0xFF000000u), Color(0xFFFFFFFFu), Point<float>(1, 2), 0.5f, Point<float>(3, 4), 9.0f);
-    EXPECT_EQ(two.GetStartPoint(), Point<float>(1, 2));
-    EXPECT_EQ(two.GetEndPoint(), Point<float>(3, 4));
-    EXPECT_EQ(two.GetStartRadius(), 0.5f);
-    EXPECT_EQ(two.GetEndRadius(), 9.0f);
-    EXPECT_EQ(Stops(RadialGradient(Color(0xFF000000u), Color(0xFFFFFFFFu), Point<float>(), 1.0f)),
-              (StopList{{0.0f, 0xFF000000u}, {1.0f, 0xFFFFFFFFu}}));
-
     // A mesh copies its vertices; a null array is an empty strip.
     TriMeshGradient::Vertex v[2] = {{Point<float>(0, 0), 0xFFFF0000u}, {Point<float>(10, 0), 0x800000FFu}};
     TriMeshGradient mesh(v, 2);
     v[0].color = 0;
     ASSERT_EQ(mesh.GetVertices().size(), 2u);
     EXPECT_EQ(mesh.GetVertices()[0].color, 0xFFFF0000u);
-    EXPECT_EQ(mesh.GetVertices()[1].position, Point<float>(10, 0));
-    EXPECT_TRUE(TriMeshGradient(nullptr, 12).GetVertices().empty());
 }
 
 TEST(GradientTest, LookupWorkedByHand) {
@@ -104,29 +79,19 @@ TEST(GradientTest, LookupWorkedByHand) {
         std::vector<std::pair<float, unsigned int>> probes;  // t, straight colour
     } cases[] = {
         {{}, {{0.5f, 0u}}},
-        // f = 127 at 0.5: black 128 -> alpha 127, white 129 -> 128 a byte;
-        // f = 191 at 0.25: 191 + 64 alpha, 64 colours. Below the first stop
-        // its colour, above the last transparent black.
-        {{{0, 0xFF000000u}, {1, 0xFFFFFFFFu}},
-         {{0.5f, 0xFF808080u}, {0.25f, 0xFF404040u}, {0, 0xFF000000u}, {1, 0xFFFFFFFFu}, {1.0001f, 0u},
-          {kInf, 0u}, {-0.5f, 0xFF000000u}, {-kInf, 0xFF000000u}}},
+        // f = 127 at 0.5: black 128 -> alpha 127, white 129 -> 128 a byte.
+        // Below the first stop its colour, above the last transparent black.
+        {{{0, 0xFF000000u}, {1, 0xFFFFFFFFu}}, {{0.5f, 0xFF808080u}, {1, 0xFFFFFFFFu}, {1.0001f, 0u}, {kInf, 0u},
+                                                {-kInf, 0xFF000000u}}},
         // Straight ARGB, not premultiplied: transparent red to opaque blue.
         {{{0, 0x00FF0000u}, {1, 0xFF0000FFu}}, {{0.5f, 0x807F0080u}}},
-        // Offsets outside 0..1: (3 - 1) / 4 * 255 = 127.5 again; and a ramp
-        // that ends below 1.
-        {{{-1, 0xFF000000u}, {3, 0xFFFFFFFFu}}, {{1.0f, 0xFF808080u}}},
-        {{{0, 0xFF102030u}, {0.6f, 0xFF405060u}}, {{0.6f, 0xFF405060u}, {0.8f, 0u}, {1.0f, 0u}}},
-        {{{0.5f, 0x80112233u}}, {{0.5f, 0x80112233u}, {0.25f, 0x80112233u}, {0.75f, 0u}}},
-        // The ends of an interval: f = 255 gives the previous colour as it
-        // is; f = 254: 255 * 255 >> 8 = 254 and 0x80 * 2 >> 8 = 1; f = 0 the
-        // next colour as it is; f = 2: 255 * 3 >> 8 = 2 plus 0x80 * 254 >> 8 = 127...
+        // f = 255 gives the previous colour as it is; f = 254: 255 * 255 >> 8
+        // = 254; f = 0 the next as it is; f = 2: 2 plus 0x80 * 254 >> 8 = 127.
         {{{0, 0xFFFFFFFFu}, {1, 0x80402010u}},
          {{1e-10f, 0xFFFFFFFFu}, {0.001f, 0xFFFEFEFEu}, {0.999f, 0x80402010u}, {0.99f, 0x81412111u}}},
-        // Equal offsets: the first inserted answers at the offset, the last
-        // one starts the next interval; the two sides stay apart.
+        // Equal offsets: the first inserted answers at the offset, the last starts the next interval.
         {{{0, 0xFFFFFFFFu}, {0.5f, 0xFFFF0000u}, {0.5f, 0xFF0000FFu}, {1, 0xFF000000u}},
-         {{0.5f, 0xFFFF0000u}, {0.25f, 0xFFFF7F7Fu}, {0.75f, 0xFF00007Fu}, {0.4999f, 0xFFFF0000u},
-          {0.5001f, 0xFF0000FEu}}},
+         {{0.5f, 0xFFFF0000u}, {0.4999f, 0xFFFF0000u}, {0.5001f, 0xFF0000FEu}}},
         // inf / inf is NaN: the weight falls back to 0, the next colour.
         {{{-kInf, 0xFF000000u}, {kInf, 0xFFFFFFFFu}}, {{0.0f, 0xFFFFFFFFu}}},
     };
@@ -135,9 +100,8 @@ TEST(GradientTest, LookupWorkedByHand) {
         for (const auto& s : c.stops) gradient->GetGradientStopCollection()->InsertStop(s.first, s.second);
         GradientSampler sampler(gradient);
         for (const auto& p : c.probes) {
-            SCOPED_TRACE(testing::Message() << "stops " << c.stops.size() << " t " << p.first);
-            EXPECT_EQ(gradient->GetGradientStopCollection()->GetColor(p.first), p.second);
-            EXPECT_EQ(sampler.GetColor(p.first), Premultiplied(p.second));
+            EXPECT_EQ(gradient->GetGradientStopCollection()->GetColor(p.first), p.second) << p.first;
+            EXPECT_EQ(sampler.GetColor(p.first), Premultiplied(p.second)) << p.first;
         }
     }
 
@@ -145,23 +109,19 @@ TEST(GradientTest, LookupWorkedByHand) {
     // 0x80FF8040 at 0.375 blends to 0x40FFBF9F, which scales by 0x41.
     auto gradient = std::make_shared<RadialGradient>(nullptr, 0, Point<float>(), 1.0f);
     GradientSampler sampler(gradient);
-    EXPECT_EQ(sampler.GetColor(0.5f), 0u);
     auto stops = gradient->GetGradientStopCollection();
     const GradientStop ramp[] = {{0, 0xFF123456u}, {0.25f, 0x00FFFFFFu}, {0.5f, 0x80FF8040u}, {0.75f, 0x01FFFFFFu}};
     stops->InsertStops(ramp, 4);
     gradient.reset();  // the sampler shares the stops and keeps them alive
-    const std::pair<float, unsigned int> premultiplied[] = {{0, 0xFF123456u},     {0.25f, 0u},
-                                                            {0.5f, 0x80804020u},  {0.75f, 0x01010101u},
-                                                            {0.375f, 0x40403028u}, {0.9f, 0u}};
+    const std::pair<float, unsigned int> premultiplied[] = {
+        {0, 0xFF123456u}, {0.25f, 0u}, {0.5f, 0x80804020u}, {0.75f, 0x01010101u}, {0.375f, 0x40403028u}};
     for (const auto& p : premultiplied) EXPECT_EQ(sampler.GetColor(p.first), p.second) << p.first;
     EXPECT_EQ(stops->GetColor(0.375f), 0x40FFBF9Fu);
     EXPECT_EQ(GradientSampler(nullptr).GetColor(0.5f), 0u);
 }
 
 TEST(GradientTest, LookupSamplerAndSpansMatchTheReferenceOnRandomStops) {
-    // The flat arrays, the remembered interval and the four-pixel span path
-    // all have to give what the step-by-step lookup gives. NaN offsets, in
-    // some rounds only, send the lookup to the map walk.
+    // Flat arrays, the remembered interval and the span path against the reference; NaN offsets take the map walk.
     std::mt19937 random(12345);
     std::uniform_real_distribution<float> unit(-0.25f, 1.25f);
     const float oddOffsets[] = {0.0f, -0.0f, 1.0f, 0.5f, kInf, -kInf, std::nanf("")};
@@ -183,7 +143,6 @@ TEST(GradientTest, LookupSamplerAndSpansMatchTheReferenceOnRandomStops) {
             reference.insert({offset, color});
         }
         GradientSampler sampler(gradient);
-
         std::vector<float> probes = {std::nanf(""), -1.0f, 2.0f};
         for (const auto& stop : reference)
             for (float t : {stop.first, std::nextafter(stop.first, -1e30f), std::nextafter(stop.first, 1e30f)})
@@ -194,9 +153,7 @@ TEST(GradientTest, LookupSamplerAndSpansMatchTheReferenceOnRandomStops) {
             ASSERT_EQ(stops.GetColor(t), expected) << "t " << t;
             ASSERT_EQ(sampler.GetColor(t), Premultiplied(expected)) << "t " << t;
         }
-
-        // Spans: runs of parameters from a start and a step, crossing 0 and
-        // 1 at times, with a NaN or a stop's own offset now and then.
+        // Spans: runs from a start and a step, with a NaN or a stop's offset now and then.
         const size_t n = 1 + random() % 150;
         std::vector<float> t(n);
         const float step = steps[random() % 6];
@@ -204,8 +161,8 @@ TEST(GradientTest, LookupSamplerAndSpansMatchTheReferenceOnRandomStops) {
         for (size_t i = 1; i < n; ++i) t[i] = t[i - 1] + step;
         if (round % 10 == 0) t[random() % n] = std::nanf("");
         if (round % 7 == 0 && !reference.empty()) t[random() % n] = reference.begin()->first;
-        const unsigned int weight = (round % 3 == 0) ? 256u : 1u + static_cast<unsigned int>(random() % 256);
-        const unsigned int startColor = static_cast<unsigned int>(random()), endColor = ~startColor;
+        const unsigned int weight = (round % 3 == 0) ? 256u : 1u + static_cast<unsigned int>(random() % 256),
+                           startColor = static_cast<unsigned int>(random()), endColor = ~startColor;
         std::vector<uint32_t> shaded(n + 1, 0xDEADBEEFu);
         GradientStopLookup(sampler).Shade(t.data(), n, startColor, endColor, weight, shaded.data());
         EXPECT_EQ(shaded[n], 0xDEADBEEFu);

@@ -3,8 +3,9 @@
 #include "Graphics/Rasterizer.h"
 
 #include <algorithm>
+#include <cstring>
+#include <limits>
 #include <memory>
-#include <ostream>
 #include <utility>
 #include <vector>
 
@@ -12,6 +13,18 @@ namespace RasterTest {
 
 using Graphics::CoverageBuffer;
 using Graphics::Rect;
+using Polygon = std::vector<Graphics::Point<float>>;
+
+const float kNaN = std::numeric_limits<float>::quiet_NaN(), kInf = std::numeric_limits<float>::infinity();
+
+inline void Polyline(Graphics::GeometrySink& sink, const Polygon& figure, bool close = true) {
+    sink.BeginFigure(figure[0]);
+    for (std::size_t i = 1; i < figure.size(); ++i) sink.LineTo(figure[i]);
+    close ? sink.EndFigureClose() : sink.EndFigure();
+}
+inline void Send(Graphics::GeometrySink& sink, const std::vector<Polygon>& figures) {
+    for (const Polygon& figure : figures) Polyline(sink, figure);
+}
 
 using Node = std::pair<int, int>;  // first pixel, coverage
 const int kMin = -2147483647 - 1;
@@ -27,10 +40,12 @@ inline std::vector<Node> Nodes(const CoverageBuffer& buffer) {
 struct CoverageRow {
     int y;
     std::vector<Node> nodes;  // the two end nodes included
+    bool operator==(const CoverageRow& o) const { return y == o.y && nodes == o.nodes; }
 };
 
 struct Trapezoid {
     float top, topLeft, topRight, bottom, bottomLeft, bottomRight, leftFeather, rightFeather;
+    bool operator==(const Trapezoid& o) const { return std::memcmp(this, &o, sizeof o) == 0; }  // bit for bit
 };
 
 // Keeps everything a rasterizer sends, in order.
@@ -38,19 +53,12 @@ class RecordingRasterSink : public Graphics::RasterizationSink {
 public:
     explicit RecordingRasterSink(bool trapezoids_ = false) : trapezoids(trapezoids_) {}
 
-    void AddCoverage(int y, std::shared_ptr<CoverageBuffer> buffer) override {
-        ++calls;
-        rows.push_back(CoverageRow{y, Nodes(*buffer)});
-    }
-    void AddRectangle(int left, int top, int right, int bottom) override {
-        ++calls;
-        rects.push_back(Rect<int>(left, top, right, bottom));
-    }
+    void AddCoverage(int y, std::shared_ptr<CoverageBuffer> b) override { ++calls; rows.push_back({y, Nodes(*b)}); }
+    void AddRectangle(int l, int t, int r, int b) override { ++calls; rects.push_back(Rect<int>(l, t, r, b)); }
     bool CanAcceptTrapezoids() const override { return trapezoids; }
     void AddTrapezoid(float top, float topLeft, float topRight, float bottom, float bottomLeft, float bottomRight,
                       float leftFeather, float rightFeather) override {
-        ++calls;
-        traps.push_back(Trapezoid{top, topLeft, topRight, bottom, bottomLeft, bottomRight, leftFeather, rightFeather});
+        ++calls, traps.push_back({top, topLeft, topRight, bottom, bottomLeft, bottomRight, leftFeather, rightFeather});
     }
 
     // The coverage of pixels x0 to x1 - 1 of row y (zero where not reported).
@@ -82,10 +90,3 @@ public:
 };
 
 }  // namespace RasterTest
-
-namespace Graphics {
-template <typename T>
-inline std::ostream& operator<<(std::ostream& os, const Rect<T>& r) {
-    return os << "(" << r.left << ", " << r.top << ", " << r.right << ", " << r.bottom << ")";
-}
-}  // namespace Graphics

@@ -32,8 +32,7 @@ PixelSet PixelsOf(const RectList<int>& rects) {
     for (const Rect<int>& r : rects)
         for (int y = r.top; y < r.bottom; ++y)
             for (int x = r.left; x < r.right; ++x) {
-                EXPECT_TRUE(x >= 0 && x < W && y >= 0 && y < W) << x << "," << y;
-                if (x < 0 || x >= W || y < 0 || y >= W) return s;
+                if (x < 0 || x >= W || y < 0 || y >= W) return ADD_FAILURE() << x << "," << y, s;
                 s.overlap |= s.p[y * W + x] != 0;
                 s.p[y * W + x] = 1;
             }
@@ -44,28 +43,21 @@ PixelSet PixelsOf(const Region& region) { return PixelsOf(region.GetRects()); }
 PixelSet Apply(const PixelSet& a, const PixelSet& b, CombineMode::Enum mode) {
     PixelSet r;
     for (int i = 0; i < W * W; ++i) {
-        const bool x = a.p[i] != 0, y = b.p[i] != 0;
-        switch (mode) {
-        case CombineMode::Intersect: r.p[i] = x && y; break;
-        case CombineMode::Union: r.p[i] = x || y; break;
-        case CombineMode::Difference: r.p[i] = x != y; break;
-        case CombineMode::Exclude: r.p[i] = x && !y; break;
-        case CombineMode::Complement: r.p[i] = y && !x; break;
-        }
+        const bool x = a.p[i] != 0, y = b.p[i] != 0, byMode[] = {x && y, x || y, x != y, x && !y, y && !x};
+        r.p[i] = byMode[mode];  // in the order of CombineMode
     }
     return r;
 }
 
-// The form every result of Combine has: the bound tight, a run list only for
-// more than one rectangle, bands top to bottom with spans ascending and not
-// touching, and neighbouring bands different.
+// Every Combine result: tight bound, run list only for several rectangles,
+// bands downward with ascending spans apart, neighbouring bands different.
 void ExpectCanonical(const Region& region) {
     const RectList<int> rects = region.GetRects();
     EXPECT_EQ(region.IsAreaEmpty(), rects.IsEmpty());
     EXPECT_EQ(region.GetBound(), rects.GetBound());
     EXPECT_EQ(region.IsRect(), rects.GetCount() <= 1u);
     std::vector<std::vector<std::pair<int, int>>> spans;  // of each band
-    std::vector<Rect<int>> bands;                          // top and bottom of each band
+    std::vector<Rect<int>> bands;
     for (const Rect<int>& r : rects) {
         ASSERT_TRUE(r.left < r.right && r.top < r.bottom);
         if (bands.empty() || bands.back().top != r.top) {
@@ -101,146 +93,58 @@ const CombineMode::Enum kModes[] = {CombineMode::Intersect, CombineMode::Union, 
 
 }  // namespace
 
-TEST(Region, SpanAndBandOperations) {
-    // Span lists: the stretches of code 1 (a only), 2 (b only) or 3 (both)
-    // within min..max, touching ones merged.
-    struct SpanCase {
-        Runs a, b;
-        int min, max;
-        Runs expected;
-    };
-    const SpanCase spans[] = {
-        {{0, 5, S}, {5, 10, S}, 1, 3, {0, 10, S}},       {{0, 5, S}, {5, 10, S}, 1, 2, {0, 10, S}},
-        {{0, 4, 6, 10, S}, {2, 8, S}, 3, 3, {2, 4, 6, 8, S}}, {{0, 4, 6, 10, S}, {2, 8, S}, 1, 1, {0, 2, 8, 10, S}},
-        {{0, 4, 6, 10, S}, {2, 8, S}, 2, 2, {4, 6, S}},  {{S}, {S}, 1, 3, {S}},
-    };
-    for (const SpanCase& c : spans) {
-        int out[32];
-        EXPECT_EQ(Runs(out, PerformSpanOperation(c.a.data(), c.b.data(), out, c.min, c.max)), c.expected)
-            << ::testing::PrintToString(c.a) << " " << ::testing::PrintToString(c.b) << " " << c.min << ".." << c.max;
-    }
-
-    const Runs holed = {0, 3, 0, 10, S, 6, 0, 3, 6, 10, S, 10, 0, 10, S, S};
-    struct BandCase {
-        Runs a, b;
-        int mode;  // not the enumeration: one case lies outside it
-        Runs expected;
-    };
+TEST(Region, RunListOperations) {
+    struct BandCase { Runs a, b; int mode; Runs expected; };
     const BandCase bands[] = {
-        {RectRuns(0, 0, 5, 10), RectRuns(5, 0, 9, 10), CombineMode::Union, {0, 10, 0, 9, S, S}},
-        {RectRuns(0, 0, 5, 4), RectRuns(0, 4, 5, 10), CombineMode::Union, {0, 10, 0, 5, S, S}},  // equal bands join
-        {RectRuns(0, 0, 10, 10), RectRuns(3, 3, 6, 6), CombineMode::Exclude, holed},
-        {RectRuns(3, 3, 6, 6), RectRuns(0, 0, 10, 10), CombineMode::Complement, holed},
+        {RectRuns(0, 0, 10, 10), RectRuns(3, 3, 6, 6), CombineMode::Exclude,
+         {0, 3, 0, 10, S, 6, 0, 3, 6, 10, S, 10, 0, 10, S, S}},
         // A gap is an empty band; leading empty bands move the top, a trailing
-        // one is left to the Region constructor; with nothing left the top is
-        // the last bottom.
+        // one stays; with nothing left the top is the last bottom.
         {RectRuns(0, 0, 4, 2), RectRuns(0, 5, 4, 8), CombineMode::Union, {0, 2, 0, 4, S, 5, S, 8, 0, 4, S, S}},
         {RectRuns(0, 0, 4, 10), RectRuns(0, 5, 4, 10), CombineMode::Intersect, {5, 10, 0, 4, S, S}},
-        {RectRuns(0, 0, 4, 10), RectRuns(0, 5, 4, 10), CombineMode::Exclude, {0, 5, 0, 4, S, 10, S, S}},
         {RectRuns(0, 0, 2, 2), RectRuns(5, 5, 7, 7), CombineMode::Intersect, {7, S}},
-        // A mode outside the enumeration reads no table: the empty list.
         {RectRuns(0, 0, 2, 2), RectRuns(1, 1, 3, 3), 9, {0, S}},
     };
     for (const BandCase& c : bands) {
         Runs out(256, -1);
         const int n = PerformOperation(c.a.data(), c.b.data(), out.data(), static_cast<CombineMode::Enum>(c.mode));
         out.resize(static_cast<std::size_t>(n));
-        EXPECT_EQ(out, c.expected) << ::testing::PrintToString(c.a) << " " << ::testing::PrintToString(c.b);
+        EXPECT_EQ(out, c.expected) << c.mode;
     }
-}
-
-TEST(Region, ConstructionFromRunLists) {
-    // Empty first and last bands are trimmed; a single band of one span is a
-    // plain rectangle; lists that do not close within the count, or are too
-    // short, give the empty region.
-    struct Case {
-        Runs runs;
-        unsigned long count;
-        Rect<int> bound;
-        bool isRect;
-        Rects rects;
-    };
-    const Case cases[] = {
-        {{0, 10, 2, 8, S, S}, 6, {2, 0, 8, 10}, true, {{2, 0, 8, 10}}},
-        {{0, 3, S, 10, 2, 8, S, S}, 8, {2, 3, 8, 10}, true, {{2, 3, 8, 10}}},
-        {{0, 5, 0, 4, S, 10, S, S}, 8, {0, 0, 4, 5}, true, {{0, 0, 4, 5}}},
+    // Empty end bands are trimmed; one band of one span is a plain rectangle;
+    // lists that do not close within the count give the empty region.
+    struct Case { Runs runs; unsigned long count; Rect<int> bound; bool isRect; Rects rects; };
+    const Case lists[] = {
         {{0, 2, S, 5, 1, 3, S, 9, S, S}, 10, {1, 2, 3, 5}, true, {{1, 2, 3, 5}}},
         {{0, 3, 0, 10, S, 6, 0, 3, 6, 10, S, 10, 0, 10, S, S}, 16, {0, 0, 10, 10}, false,
          {{0, 0, 10, 3}, {0, 3, 3, 6}, {6, 3, 10, 6}, {0, 6, 10, 10}}},
-        {{0, 10, 2, 8, S, S, 99, 99}, 8, {2, 0, 8, 10}, true, {{2, 0, 8, 10}}},
         // A bound, yet no band has both height and width.
         {{0, 10, 3, 3, S, 10, 1, 8, S, S}, 10, {1, 0, 8, 10}, false, {}},
         {{0, 10, 2, 8, 4, 6, 7}, 7, {}, true, {}},
-        {{0, 10, 2, 8, 4, 6, 7}, 2, {}, true, {}},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(::testing::PrintToString(c.runs));
+    for (const Case& c : lists) {
+        SCOPED_TRACE(c.count);
         Runs runs = c.runs;
         const Region region(runs.data(), c.count);
         runs.assign(runs.size(), 0);  // the region keeps its own copy
-        EXPECT_EQ(region.GetBound(), c.bound);
-        EXPECT_EQ(region.IsRect(), c.isRect);
-        EXPECT_EQ(region.IsAreaEmpty(), c.rects.empty());
-        EXPECT_EQ(region.GetRects().GetRects(), c.rects);
+        EXPECT_TRUE(region.GetBound() == c.bound && region.IsRect() == c.isRect);
+        EXPECT_TRUE(region.IsAreaEmpty() == c.rects.empty() && region.GetRects().GetRects() == c.rects);
     }
     EXPECT_EQ(Region(nullptr, 10).GetBound(), Rect<int>());
-    EXPECT_EQ(Region(RectList<int>()).GetBound(), Rect<int>());
-
-    Rect<int> bound;
-    EXPECT_FALSE(ComputeRunsBound(Runs{0, 3, 1, 5, S, 6, 2, 9, S, S}.data(), &bound));
-    EXPECT_EQ(bound, Rect<int>(1, 0, 9, 6));
-    EXPECT_TRUE(ComputeRunsBound(RectRuns(1, 2, 3, 4).data(), nullptr));
 }
 
-TEST(Region, EmptyOperandsQueriesAndOffset) {
-    const Region holed =
-        Region::Combine(Region(Rect<int>(0, 0, 10, 10)), Region(Rect<int>(3, 3, 6, 6)), CombineMode::Exclude);
-    const PixelSet holedPixels = PixelsOf(holed);
-    // The empty region and ones of no area (a bound without width or height)
-    // take the short ways in every mode and either order.
-    for (const Region& e : {Region(), Region(Rect<int>(5, 5, 5, 10)), Region(Rect<int>(5, 5, 9, 5))}) {
-        EXPECT_TRUE(e.IsAreaEmpty());
-        EXPECT_TRUE(e.GetRects().IsEmpty());
-        for (CombineMode::Enum mode : kModes) {
-            EXPECT_TRUE(PixelsOf(Region::Combine(holed, e, mode)) == Apply(holedPixels, PixelSet(), mode)) << mode;
-            EXPECT_TRUE(PixelsOf(Region::Combine(e, holed, mode)) == Apply(PixelSet(), holedPixels, mode)) << mode;
-        }
-    }
-    // Rectangles that only touch do not intersect.
-    for (const Rect<int>& r :
-         {Rect<int>(10, 0, 12, 10), Rect<int>(-2, 0, 0, 10), Rect<int>(0, 10, 10, 12), Rect<int>(0, -2, 10, 0)})
-        EXPECT_EQ(Region::Combine(Region(r), Region(Rect<int>(0, 0, 10, 10)), CombineMode::Intersect).GetBound(),
-                  Rect<int>());
-    // Unknown modes give the empty region.
-    for (int mode : {-1, 5})
-        EXPECT_TRUE(Region::Combine(holed, holed, static_cast<CombineMode::Enum>(mode)).IsAreaEmpty());
-
-    // The point test reads the bound with all edges inclusive, holes or not.
+TEST(Region, Queries) {
+    // The point test reads the bound, all edges inclusive.
     const Region box(Rect<int>(2, 3, 8, 9));
-    for (const Point<int>& p : {Point<int>(2, 3), Point<int>(8, 9), Point<int>(8, 5)}) EXPECT_TRUE(box.Contains(p));
-    for (const Point<int>& p : {Point<int>(9, 5), Point<int>(5, 2), Point<int>(1, 5), Point<int>(5, 10)})
-        EXPECT_FALSE(box.Contains(p));
-    EXPECT_TRUE(holed.Contains(Point<int>(4, 4)));
+    for (const Point<int>& p : {Point<int>(2, 3), Point<int>(8, 9)}) EXPECT_TRUE(box.Contains(p));
+    for (const Point<int>& p : {Point<int>(9, 5), Point<int>(5, 2)}) EXPECT_FALSE(box.Contains(p));
     // Contains(region) is true when part of the argument lies outside.
     EXPECT_FALSE(box.Contains(Region(Rect<int>(3, 4, 7, 8))));
     EXPECT_TRUE(box.Contains(Region(Rect<int>(3, 4, 9, 8))));
-
-    // Offset moves the bound of a copy only; a run list stays where it is;
-    // past the limits it wraps.
-    Region moved = box;
-    moved.Offset(-2, 10);
-    EXPECT_EQ(moved.GetRects().GetRects(), Rects{Rect<int>(0, 13, 6, 19)});
-    EXPECT_EQ(box.GetBound(), Rect<int>(2, 3, 8, 9));
-    Region shifted = holed;
-    shifted.Offset(100, 100);
-    EXPECT_EQ(shifted.GetBound(), Rect<int>(100, 100, 110, 110));
-    EXPECT_EQ(shifted.GetRects()[1], Rect<int>(0, 3, 3, 6));
-    EXPECT_EQ(holed.GetBound(), Rect<int>(0, 0, 10, 10));
+    // Offset wraps at the limits.
     Region edge(Rect<int>(INT_MAX - 4, INT_MIN, INT_MAX - 1, INT_MIN + 3));
     edge.Offset(10, -10);
     EXPECT_EQ(edge.GetBound(), Rect<int>(INT_MIN + 5, INT_MAX - 9, INT_MIN + 8, INT_MAX - 6));
-    edge.Offset(-10, 10);
-    EXPECT_EQ(edge.GetBound(), Rect<int>(INT_MAX - 4, INT_MIN, INT_MAX - 1, INT_MIN + 3));
 }
 
 TEST(Region, RandomCombinationsMatchPixelSets) {
@@ -253,8 +157,7 @@ TEST(Region, RandomCombinationsMatchPixelSets) {
             pool.push_back(Region(list));
             pixels.push_back(PixelsOf(list));  // the list's rectangles may overlap
             const PixelSet own = PixelsOf(pool.back());
-            ASSERT_FALSE(own.overlap);
-            ASSERT_TRUE(own == pixels.back()) << "seed " << seed;
+            ASSERT_TRUE(!own.overlap && own == pixels.back()) << "seed " << seed;
             ExpectCanonical(pool.back());
         }
         // Each result joins the pool, so later steps combine complex shapes.
@@ -263,100 +166,74 @@ TEST(Region, RandomCombinationsMatchPixelSets) {
             const CombineMode::Enum mode = kModes[rng() % 5];
             const Region result = Region::Combine(pool[ia], pool[ib], mode);
             const PixelSet got = PixelsOf(result), want = Apply(pixels[ia], pixels[ib], mode);
-            ASSERT_FALSE(got.overlap) << "seed " << seed << " step " << step;
-            ASSERT_TRUE(got == want) << "seed " << seed << " step " << step << " mode " << mode;
+            ASSERT_TRUE(!got.overlap && got == want) << "seed " << seed << " step " << step << " mode " << mode;
             ExpectCanonical(result);
             const bool meets = Apply(pixels[ia], pixels[ib], CombineMode::Intersect).Count() > 0;
             EXPECT_EQ(pool[ia].HasIntersection(pool[ib]), meets);
             EXPECT_EQ(pool[ia].Contains(pool[ib]), Apply(pixels[ib], pixels[ia], CombineMode::Exclude).Count() > 0);
-            pool.push_back(result);
-            pixels.push_back(want);
+            pool.push_back(result); pixels.push_back(want);
         }
     }
 }
 
-TEST(Region, HugeCoordinatesAndArbitraryRunLists) {
-    const Region huge(Rect<int>(INT_MIN, INT_MIN, INT_MAX - 1, INT_MAX - 1));
+TEST(Region, EmptyHugeAndArbitraryInput) {
+    // Empty regions and ones without width or height, every mode, both orders.
     const Region small(Rect<int>(0, 0, 10, 10));
+    const Region ring = Region::Combine(small, Region(Rect<int>(3, 3, 6, 6)), CombineMode::Exclude);
+    const PixelSet ringPixels = PixelsOf(ring);
+    for (const Region& e : {Region(), Region(Rect<int>(5, 5, 5, 10)), Region(Rect<int>(5, 5, 9, 5))}) {
+        EXPECT_TRUE(e.IsAreaEmpty() && e.GetRects().IsEmpty());
+        for (CombineMode::Enum mode : kModes) {
+            EXPECT_TRUE(PixelsOf(Region::Combine(ring, e, mode)) == Apply(ringPixels, PixelSet(), mode)) << mode;
+            EXPECT_TRUE(PixelsOf(Region::Combine(e, ring, mode)) == Apply(PixelSet(), ringPixels, mode)) << mode;
+        }
+    }
+    for (int mode : {-1, 5})  // unknown modes
+        EXPECT_TRUE(Region::Combine(small, small, static_cast<CombineMode::Enum>(mode)).IsAreaEmpty());
+    const Region huge(Rect<int>(INT_MIN, INT_MIN, INT_MAX - 1, INT_MAX - 1));
     EXPECT_EQ(Region::Combine(huge, small, CombineMode::Intersect).GetBound(), small.GetBound());
-    EXPECT_EQ(Region::Combine(huge, small, CombineMode::Union).GetBound(), huge.GetBound());
     const Region holed = Region::Combine(huge, small, CombineMode::Exclude);
-    EXPECT_EQ(holed.GetRects().GetRects(), (Rects{{INT_MIN, INT_MIN, INT_MAX - 1, 0},
-                                                   {INT_MIN, 0, 0, 10},
-                                                   {10, 0, INT_MAX - 1, 10},
-                                                   {INT_MIN, 10, INT_MAX - 1, INT_MAX - 1}}));
+    EXPECT_EQ(holed.GetRects().GetRects(), (Rects{{INT_MIN, INT_MIN, INT_MAX - 1, 0}, {INT_MIN, 0, 0, 10},
+                                                   {10, 0, INT_MAX - 1, 10}, {INT_MIN, 10, INT_MAX - 1, INT_MAX - 1}}));
     EXPECT_TRUE(Region::Combine(holed, small, CombineMode::Union).IsRect());
-    EXPECT_TRUE(small.Contains(huge));
-    EXPECT_FALSE(huge.Contains(small));
-    EXPECT_EQ(Region::Combine(Region(Rect<int>(0, 0, INT_MAX, 10)), Region(Rect<int>(5, 0, 20, 10)), CombineMode::Union)
-                  .GetBound(),
-              Rect<int>(0, 0, INT_MAX, 10));
-
-    // Edges equal to the end mark cannot be written in a run list, and run
-    // lists of any values (unordered, stray end marks) can be given: building,
-    // combining and reading such regions stays within their memory.
-    std::vector<Region> odd = {Region(Rect<int>(0, 0, 10, INT_MAX)), Region(Rect<int>(0, 0, INT_MAX, 10)),
-                               Region(Rect<int>(INT_MAX, 0, INT_MAX, 5)), Region(Rect<int>(10, 10, 0, 0)),
-                               Region(Rect<int>(INT_MIN, INT_MIN, INT_MAX, INT_MAX)), huge, holed};
+    // Edges equal to the end mark, and run lists of any values (unordered,
+    // stray end marks): building, combining and reading stay in bounds.
+    std::vector<Region> odd = {Region(Rect<int>(0, 0, 10, INT_MAX)), Region(Rect<int>(INT_MAX, 0, INT_MAX, 5)),
+                               Region(Rect<int>(10, 10, 0, 0)), Region(Rect<int>(INT_MIN, INT_MIN, INT_MAX, INT_MAX)),
+                               holed};
     std::mt19937 rng(7);
     for (int i = 0; i < 300; ++i) {
         Runs runs(1 + rng() % 24);
         for (int& v : runs) v = rng() % 3 == 0 ? S : static_cast<int>(rng() % 40) - 5;
         odd.push_back(Region(runs.data(), static_cast<unsigned long>(runs.size() - 1)));
     }
-    const Region probe = Region::Combine(Region(Rect<int>(0, 5, 10, 20)), Region(Rect<int>(4, 0, 6, 30)),
-                                         CombineMode::Difference);
-    for (std::size_t i = 0; i < odd.size(); ++i) {
-        odd[i].GetRects();
+    for (std::size_t i = 0; i < odd.size(); ++i)
         for (CombineMode::Enum mode : kModes) {
-            for (const Region& other : {probe, odd[(i * 7 + 3) % odd.size()]}) {
-                const Region r1 = Region::Combine(odd[i], other, mode), r2 = Region::Combine(other, r1, mode);
-                r1.IsAreaEmpty();
-                r2.GetRects();
-            }
+            const Region other = odd[(i * 7 + 3) % odd.size()];
+            const Region r1 = Region::Combine(odd[i], other, mode), r2 = Region::Combine(other, r1, mode);
+            EXPECT_EQ(r1.IsAreaEmpty(), r1.GetRects().IsEmpty());
+            r2.GetRects();
         }
-    }
 }
 
 TEST(RemoveRectListIntersections, CutsIntoDisjointRectangles) {
-    RectList<int> list;
-    list.Add(Rect<int>(5, 6, 7, 8));
-    list.Add(Rect<int>(-1, 7, 6, 20));
-    EXPECT_EQ(list.GetBound(), Rect<int>(-1, 6, 7, 20));
-
     // Sorted by top, then left, and cut piece by piece; rectangles without
     // area, and ones inside another, disappear; huge ones are only compared.
-    struct Case {
-        Rects in, out;
-    };
-    const Case cases[] = {
-        {{}, {}},
-        {{{1, 2, 3, 4}, {1, 2, 3, 4}}, {{1, 2, 3, 4}}},
-        {{{0, 0, 0, 5}, {1, 1, 3, 1}}, {}},
-        {{{5, 5, 15, 15}, {0, 0, 10, 10}}, {{0, 0, 10, 10}, {10, 5, 15, 15}, {5, 10, 10, 15}}},
-        {{{0, 0, 10, 10}, {2, 2, 4, 4}, {10, 0, 12, 3}}, {{0, 0, 10, 10}, {10, 0, 12, 3}}},
-        {{{INT_MIN, INT_MIN, INT_MAX, INT_MAX}, {0, 0, 5, 5}, {INT_MIN, 0, INT_MAX, INT_MAX}},
-         {{INT_MIN, INT_MIN, INT_MAX, INT_MAX}}},
-    };
-    for (const Case& c : cases) {
+    auto cut = [](const Rects& rects) {
         RectList<int> in;
-        for (const Rect<int>& r : c.in) in.Add(r);
-        EXPECT_EQ(RemoveRectListIntersections(in).GetRects(), c.out) << ::testing::PrintToString(c.in);
-    }
-
+        for (const Rect<int>& r : rects) in.Add(r);
+        return RemoveRectListIntersections(in).GetRects();
+    };
+    EXPECT_EQ(cut({{5, 5, 15, 15}, {0, 0, 10, 10}}), (Rects{{0, 0, 10, 10}, {10, 5, 15, 15}, {5, 10, 10, 15}}));
+    EXPECT_EQ(cut({{INT_MIN, INT_MIN, INT_MAX, INT_MAX}, {0, 0, 5, 5}, {INT_MIN, 0, INT_MAX, INT_MAX}}),
+              Rects{Rect<int>(INT_MIN, INT_MIN, INT_MAX, INT_MAX)});
     for (unsigned seed = 100; seed < 300; ++seed) {
         std::mt19937 rng(seed);
         RectList<int> in = RandomRectList(rng, 12);
         if (seed % 4 == 0) in.Add(Rect<int>(3, 3, 3, 9));  // no area
         const RectList<int> out = RemoveRectListIntersections(in);
         const PixelSet got = PixelsOf(out);
-        ASSERT_FALSE(got.overlap) << "seed " << seed;
-        ASSERT_TRUE(got == PixelsOf(in)) << "seed " << seed;
-        RectList<int> again;
-        for (const Rect<int>& r : out) {
-            EXPECT_FALSE(r.IsEmpty());
-            again.Add(r);
-        }
-        EXPECT_EQ(out.GetBound(), again.GetBound());
+        ASSERT_TRUE(!got.overlap && got == PixelsOf(in)) << "seed " << seed;
+        for (const Rect<int>& r : out) EXPECT_FALSE(r.IsEmpty());
     }
 }

@@ -1,11 +1,9 @@
 #pragma once
 
-// One harness for the tests that hold a fast path against a plain
-// reference on random inputs: each round draws a case, runs both, and the
-// words must agree exactly.
+// One harness for holding a fast path against a plain reference on random
+// inputs: each round draws a case, runs both, and the words must agree.
 
 #include <gtest/gtest.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <random>
@@ -16,30 +14,24 @@
 namespace RandomizedCompare {
 
 typedef std::vector<uint32_t> Words;
-
-// One round: the generator to draw the case from, a description of the case
-// for the failure message, and the first mismatch found.
 struct Round {
     explicit Round(std::mt19937& r) : random(r) {}
-
+    // Keeps the first mismatch of the round.
     void Compare(const char* path, const Words& fast, const Words& reference) {
         if (!failure.empty() || fast == reference) return;
         std::ostringstream out;
         out << path << ": " << fast.size() << " words, reference " << reference.size();
         for (std::size_t i = 0; i < fast.size() && i < reference.size(); ++i)
             if (fast[i] != reference[i]) {
-                out << "; first difference at " << i << ": " << std::hex << fast[i] << " instead of " << reference[i];
+                out << "; at " << i << ": " << std::hex << fast[i] << " instead of " << reference[i];
                 break;
             }
         failure = out.str();
     }
-
     std::mt19937& random;
-    std::ostringstream note;
+    std::ostringstream note;  // the case, for the failure message
     std::string failure;
 };
-
-// Runs body(round) for the given number of rounds, up to the first mismatch.
 template <class Body>
 ::testing::AssertionResult AllRoundsMatch(uint32_t seed, int rounds, Body body) {
     std::mt19937 random(seed);
@@ -51,19 +43,16 @@ template <class Body>
     }
     return ::testing::AssertionSuccess();
 }
-
-// An integer from lo to hi, both included.
+// From lo to hi, both included.
 inline int Int(std::mt19937& random, int lo, int hi) {
     return lo + static_cast<int>(random() % static_cast<uint32_t>(hi - lo + 1));
 }
-
 template <class T, std::size_t N>
 T Pick(std::mt19937& random, const T (&values)[N]) {
     return values[random() % N];
 }
-
-// A colour word that often hits the special cases of the composites: alpha
-// 0 with colour bytes left over, opaque, alpha 0 or 1.
+// Often one of the composites' special cases: alpha 0 with colour left over,
+// opaque, alpha 1.
 inline uint32_t Word(std::mt19937& random) {
     const uint32_t w = static_cast<uint32_t>(random());
     switch (random() % 5) {
@@ -73,7 +62,6 @@ inline uint32_t Word(std::mt19937& random) {
         default: return w;
     }
 }
-
 // A coverage byte, 0 and 255 as often as all others together.
 inline unsigned char Shape(std::mt19937& random) {
     const uint32_t kind = random() % 4;

@@ -1,14 +1,11 @@
 #include "TargetTestSupport.h"
-
 #include "Graphics/Gradient.h"
-
 #include <limits>
 
 using namespace Graphics;
 using namespace TargetTest;
 
 namespace {
-
 // A 3 by 2 ARGB8p picture with opaque, translucent and empty pixels.
 const unsigned int kPicture[6] = {0xFF102030u, 0x80400000u, 0x00000000u, 0xFFFFFFFFu, 0x20101010u, 0xFF00FF00u};
 
@@ -17,7 +14,6 @@ std::shared_ptr<Bitmap> Picture() {
     bitmap->CopyFromMemory(nullptr, kPicture, 12, 12);
     return bitmap;
 }
-
 // The picture placed at (dx, dy) on an empty target, cut at its edges.
 std::vector<unsigned int> Placed(int width, int height, int dx, int dy) {
     std::vector<unsigned int> v(static_cast<std::size_t>(width * height), 0);
@@ -27,34 +23,26 @@ std::vector<unsigned int> Placed(int width, int height, int dx, int dy) {
                 v[static_cast<std::size_t>((y + dy) * width + x + dx)] = kPicture[3 * y + x];
     return v;
 }
-
 }  // namespace
 
 TEST(DrawBitmap, CopiesPlacesAndComposites) {
-    // At whole-pixel translations the picture is copied exactly. Half a
-    // pixel off the grid, stroke adjustment fills whole pixels and nearest
-    // sampling still hits one source pixel each.
+    // At whole-pixel translations the picture is copied exactly. Half a pixel
+    // off, stroke adjustment fills whole pixels and nearest sampling hits one source pixel each.
     const struct {
         bool adjust;
         float dx, dy;
-        std::vector<unsigned int> expected;
-    } cases[] = {
-        {true, 0, 0, Placed(5, 4, 0, 0)},       {false, 0, 0, Placed(5, 4, 0, 0)},
-        {true, 2, 1, Placed(5, 4, 2, 1)},       {false, 2, 1, Placed(5, 4, 2, 1)},
-        {true, 0.5f, 1.5f, Placed(5, 4, 0, 1)}, {true, -1, 0, Placed(5, 4, -1, 0)},
-    };
+        int x, y;
+    } cases[] = {{true, 2, 1, 2, 1}, {false, 2, 1, 2, 1}, {true, 0.5f, 1.5f, 0, 1}, {true, -1, 0, -1, 0}};
     for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.adjust << " " << c.dx << " " << c.dy);
         Canvas canvas(5, 4);
         canvas.target.SetStrokeAdjustment(c.adjust);
         canvas.target.TranslateTransform(c.dx, c.dy);
         canvas.target.DrawBitmap(Picture(), 1.0f);
-        ExpectPicture(canvas, c.expected);
+        EXPECT_EQ(canvas.Words(), Placed(5, 4, c.x, c.y)) << c.adjust << " " << c.dx << " " << c.dy;
         EXPECT_EQ(canvas.target.GetTransform(), Matrix(1, 0, 0, 1, c.dx, c.dy));
     }
-    // Without the adjustment the edges are soft: pixel 0 is half covered
-    // and samples source pixel 0, 0xFF102030 scaled by 128; further in the
-    // centres fall on source pixels; pixel 3 is half the last column.
+    // Without the adjustment the edges are soft: pixel 0 is half covered, 0xFF102030
+    // scaled by 128; further in the centres fall on source pixels; pixel 3 is half the last column.
     Canvas soft(5, 4);
     soft.target.SetStrokeAdjustment(false);
     soft.target.TranslateTransform(0.5f, 1.0f);
@@ -63,18 +51,14 @@ TEST(DrawBitmap, CopiesPlacesAndComposites) {
     EXPECT_EQ(soft.At(1, 1), kPicture[1]);
     EXPECT_EQ(soft.At(2, 1), kPicture[2]);
     EXPECT_EQ(soft.At(3, 2), 0x7F007F00u);
-
-    // Over white: the translucent pixel leaves 255 - 128 = 127 of white,
-    // the empty one all of it.
+    // Over white: the translucent pixel leaves 255 - 128 = 127 of white, the empty one all of it.
     Canvas white(3, 1, PixelFormat::ARGB8p, 0xFFFFFFFFu);
     white.target.DrawBitmap(Picture(), 1.0f);
     ExpectPicture(white, {0xFF102030u, 0x7E7E7E7Eu + 0x80400000u, 0xFFFFFFFFu});
-
     // The opacity scales the picture: 0.5 weighs 128, as the soft edge.
     Canvas half(1, 1);
     half.target.DrawBitmap(Picture(), 0.5f);
     EXPECT_EQ(half.At(0, 0), 0x7F081018u);
-
     // An XRGB8 source is opaque whatever its top byte says.
     auto xrgb = std::make_shared<Bitmap>(Size<int>(1, 1), PixelFormat::XRGB8, 96.0f, 96.0f);
     const unsigned int word = 0x00123456u;
@@ -82,13 +66,6 @@ TEST(DrawBitmap, CopiesPlacesAndComposites) {
     Canvas opaque(2, 1);
     opaque.target.DrawBitmap(xrgb, 1.0f);
     ExpectPicture(opaque, {0xFF123456u, 0});
-
-    // Nearest neighbour under a scale of 2: each pixel a 2 by 2 block.
-    Canvas scaled(6, 4);
-    scaled.target.ScaleTransform(2, 2);
-    scaled.target.DrawBitmap(Picture(), 1.0f);
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 6; ++x) EXPECT_EQ(scaled.At(x, y), kPicture[3 * (y / 2) + x / 2]) << x << "," << y;
 }
 
 TEST(DrawBitmap, NothingToDraw) {
@@ -101,7 +78,7 @@ TEST(DrawBitmap, NothingToDraw) {
     canvas.target.DrawBitmap(Picture(), 1.0f);
     ExpectPicture(canvas, std::vector<unsigned int>(6, 0xFF0000FFu));
     // Singular and NaN transforms don't crash and are kept.
-    for (const Matrix& m : {Matrix(0, 0, 0, 0, 1, 1), Matrix(nan, 0, 0, 1, 0, 0), Matrix(1e30f, 0, 0, 1e30f, 0, 0)}) {
+    for (const Matrix& m : {Matrix(0, 0, 0, 0, 1, 1), Matrix(nan, 0, 0, 1, 0, 0)}) {
         canvas.target.SetTransform(m);
         const Matrix before = canvas.target.GetTransform();
         canvas.target.DrawBitmap(Picture(), 1.0f);
@@ -111,17 +88,6 @@ TEST(DrawBitmap, NothingToDraw) {
 }
 
 TEST(DrawGradient, PaintsTheWholeTargetInTheBrushSpaceOfTheTransform) {
-    // One colour throughout: every pixel, whatever the transform.
-    auto green = std::make_shared<LinearGradient>(Color(0, 1, 0, 1), Color(0, 1, 0, 1), Point<float>(0, 0),
-                                                  Point<float>(4, 0));
-    green->SetExtendStart(true);
-    green->SetExtendEnd(true);
-    Canvas flat(5, 3);
-    flat.target.ScaleTransform(0.1f, 0.1f);
-    flat.target.DrawGradient(green, 1.0f);
-    ExpectPicture(flat, std::vector<unsigned int>(15, 0xFF00FF00u));
-    EXPECT_EQ(flat.target.GetTransform(), Matrix(0.1f, 0, 0, 0.1f, 0, 0));
-
     // Moved right by 8 pixels, each pixel shows what lay 8 to its left, and
     // before the start the start colour extends; past the end, the end colour.
     auto ramp = std::make_shared<LinearGradient>(Color(1, 0, 0, 1), Color(0, 0, 1, 1), Point<float>(0, 0),
@@ -132,27 +98,20 @@ TEST(DrawGradient, PaintsTheWholeTargetInTheBrushSpaceOfTheTransform) {
     plain.target.DrawGradient(ramp, 1.0f);
     moved.target.TranslateTransform(8, 0);
     moved.target.DrawGradient(ramp, 1.0f);
-    for (int x = 0; x < 32; ++x) {
-        EXPECT_EQ(plain.At(x, 0), plain.At(x, 1)) << x;
-        EXPECT_EQ(moved.At(x, 0), plain.At(x >= 8 ? x - 8 : 0, 0)) << x;
-        EXPECT_EQ(plain.At(x, 0) >> 24, 0xFFu) << x;
-    }
+    for (int x = 0; x < 32; ++x) EXPECT_EQ(moved.At(x, 1), plain.At(x >= 8 ? x - 8 : 0, 0)) << x;
     EXPECT_NE(plain.At(0, 0), plain.At(15, 0));
     EXPECT_EQ(plain.At(20, 0), 0xFF0000FFu);
-    // The opacity reaches the pixels; nothing for a null gradient or an
-    // opacity not above 0.
+    // The opacity reaches the pixels; nothing for a null gradient or an opacity not above 0.
     half.target.DrawGradient(ramp, 0.5f);
     EXPECT_EQ(half.At(31, 0), 0x7F00007Fu);
     none.target.DrawGradient(nullptr, 1.0f);
     none.target.DrawGradient(ramp, 0.0f);
-    none.target.DrawGradient(ramp, -0.5f);
     ExpectPicture(none, std::vector<unsigned int>(4, 0xFF123456u));
 }
 
 TEST(InvertRectangle, InvertsExactlyAndRestoresTheBlendMode) {
-    // Difference with white: 255 - c on an opaque pixel. A translucent one
-    // (alpha 128, red 64 unpremultiplied to 127) blends to (128, 255, 255),
-    // scaled by 129, plus white scaled by 128; an empty one becomes white.
+    // Difference with white: 255 - c on an opaque pixel. A translucent one (alpha 128, red 64
+    // unpremultiplied to 127) blends to (128, 255, 255) scaled by 129 plus white by 128; an empty one turns white.
     Canvas canvas(3, 2, PixelFormat::ARGB8p, 0xFF80C040u);
     canvas.Set(1, 0, 0x80400000u);
     canvas.Set(2, 0, 0x00000000u);
@@ -160,12 +119,9 @@ TEST(InvertRectangle, InvertsExactlyAndRestoresTheBlendMode) {
     canvas.target.InvertRectangle(Rect<float>(0, 0, 3, 1));
     EXPECT_EQ(canvas.target.GetBlendMode(), BlendMode::Multiply);
     ExpectPicture(canvas, {0xFF7F3FBFu, 0xFFBFFFFFu, 0xFFFFFFFFu, 0xFF80C040u, 0xFF80C040u, 0xFF80C040u});
-    // Twice is no change on opaque pixels; the rectangle is snapped like any fill.
+    // The rectangle is snapped like any fill: (0.5, 1.5) takes pixel 0 only.
     Canvas twice(2, 1, PixelFormat::ARGB8p, 0xFF123456u);
-    twice.Set(1, 0, 0xFFFEDCBAu);
-    twice.target.InvertRectangle(Rect<float>(0, 0, 2, 1));
-    ExpectPicture(twice, {0xFFEDCBA9u, 0xFF012345u});
     twice.target.InvertRectangle(Rect<float>(0.5f, 0, 1.5f, 1));
-    ExpectPicture(twice, {0xFF123456u, 0xFF012345u});
+    ExpectPicture(twice, {0xFFEDCBA9u, 0xFF123456u});
     EXPECT_EQ(twice.target.GetBlendMode(), BlendMode::Normal);
 }

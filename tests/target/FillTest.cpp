@@ -1,9 +1,7 @@
 #include "TargetTestSupport.h"
-
 #include "sw/SwBasicSubTarget.h"
 #include "sw/SwBlend.h"
 #include "sw/SwSoftMask.h"
-
 #include <algorithm>
 #include <limits>
 
@@ -11,7 +9,6 @@ using namespace Graphics;
 using namespace TargetTest;
 
 namespace {
-
 const unsigned int kRed = 0xFFFF0000u;
 // Color(1, 0, 0, 0.5): alpha 127, premultiplied by 128 into 0x7F7F0000.
 const Color kHalfRedColor(1.0f, 0.0f, 0.0f, 0.5f);
@@ -26,19 +23,16 @@ std::shared_ptr<Geometry> Triangle(Point<float> a, Point<float> b, Point<float> 
     g->EndFigureClose();
     return g;
 }
-
 std::shared_ptr<Geometry> RectangleGeometry(const Rect<float>& r) {
     auto g = std::make_shared<Geometry>();
     g->Rectangle(r);
     return g;
 }
-
 }  // namespace
 
 TEST(Fill, SolidPaintOverOpaqueTranslucentAndEmptyTargets) {
-    // The target scaled by 255 - alpha of the paint, plus the premultiplied
-    // paint; a target of alpha 0 takes the paint as it is, not blended.
-    // XRGB8 takes part like any other: its top byte evolves like an alpha.
+    // The target scaled by 255 - alpha, plus the premultiplied paint; a target of alpha 0
+    // takes the paint as it is. XRGB8's top byte evolves like an alpha.
     const struct {
         PixelFormat::Enum format;
         unsigned int backdrop;
@@ -47,22 +41,17 @@ TEST(Fill, SolidPaintOverOpaqueTranslucentAndEmptyTargets) {
         unsigned int expected;
     } cases[] = {
         {ARGB8p, 0x00000000u, Color(kRed), 1, kRed},
-        {ARGB8p, 0xFFFFFFFFu, Color(kRed), 1, kRed},
         {ARGB8p, 0x80008000u, Color(kRed), 1, kRed},
-        {ARGB8p, 0x01010101u, Color(kRed), 1, kRed},
         {ARGB8p, 0x00000000u, kHalfRedColor, 1, kHalfRed},
         {ARGB8p, 0x00FFFFFFu, kHalfRedColor, 1, kHalfRed},
         {ARGB8p, 0xFFFFFFFFu, kHalfRedColor, 1, 0x7F7F7F7Fu + kHalfRed},
         {ARGB8p, 0x80008000u, kHalfRedColor, 1, 0x40004000u + kHalfRed},
-        {ARGB8p, 0xFF204060u, kHalfRedColor, 1, 0x7F102030u + kHalfRed},
-        // The brush's opacity enters the paint: half of opaque red is the same word.
-        {ARGB8p, 0xFFFFFFFFu, Color(kRed), 0.5f, 0xFEFE7F7Fu},
+        {ARGB8p, 0xFFFFFFFFu, Color(kRed), 0.5f, 0xFEFE7F7Fu},  // the brush's opacity enters the paint
         {XRGB8, 0xFFFFFFFFu, kHalfRedColor, 1, 0xFEFE7F7Fu},
-        {XRGB8, 0xFFFFFFFFu, Color(0xFF0000FFu), 1, 0xFF0000FFu},
         {XRGB8, 0x00FFFFFFu, kHalfRedColor, 1, kHalfRed},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.format << " " << std::hex << c.backdrop << " " << c.expected);
+        SCOPED_TRACE(testing::Message() << std::hex << c.backdrop << " " << c.expected);
         Canvas canvas(2, 1, c.format, c.backdrop);
         auto brush = Solid(c.paint);
         brush->SetOpacity(c.opacity);
@@ -84,37 +73,28 @@ TEST(Fill, RectanglesSnapToWholePixelsUnderStrokeAdjustment) {
     } cases[] = {
         // A tiny rectangle inside a pixel becomes that whole pixel.
         {2, 2, Matrix(), Rect<float>(0.2f, 0.2f, 0.4f, 0.4f), {kRed, 0, 0, 0}},
-        // (0.5, 0, 2.5, 1): floor and ceiling give 0 and 3 for a width of 2;
-        // with equal slacks the right side gives way.
+        // (0.5, 0, 2.5, 1): floor 0, ceiling 3 for a width of 2; equal slacks: the right gives way.
         {4, 1, Matrix(), Rect<float>(0.5f, 0, 2.5f, 1), k1100},
         // Left slack 0.75 against 0.5: the left side moves in.
         {4, 1, Matrix(), Rect<float>(0.75f, 0, 2.5f, 1), k0110},
-        // (0, 1.6, 1, 2.2) touches rows 1 and 2; the top slack 0.6 is not
-        // above the bottom slack 0.8, so the bottom gives way.
+        // Rows 1 and 2; the top slack 0.6 is not above the bottom's 0.8, so the bottom gives way.
         {1, 4, Matrix(), Rect<float>(0, 1.6f, 1, 2.2f), {0, kRed, 0, 0}},
-        // Zero width is widened to one pixel; FillRectangle does not test
-        // its rectangle.
+        // Zero width is widened to one pixel.
         {3, 4, Matrix(), Rect<float>(1, 1, 1, 3), {0, 0, 0, 0, kRed, 0, 0, kRed, 0, 0, 0, 0}},
-        // The snap works in pixels: under a scale of 2, (0.25, 0, 1.25, 0.5)
-        // is (0.5, 0, 2.5, 1).
+        // The snap works in pixels: under a scale of 2 this is (0.5, 0, 2.5, 1).
         {4, 1, Matrix(2, 0, 0, 2, 0, 0), Rect<float>(0.25f, 0, 1.25f, 0.5f), k1100},
-        // A quarter turn keeps the axes: (0, 0, 2, 1) lands on
-        // (0.5, 0.5, 1.5, 2.5), column 0 and rows 0 and 1.
+        // A quarter turn keeps the axes: (0.5, 0.5, 1.5, 2.5), column 0 and rows 0 and 1.
         {2, 4, Matrix(0, 1, -1, 0, 1.5f, 0.5f), Rect<float>(0, 0, 2, 1), {kRed, 0, kRed, 0, 0, 0, 0, 0}},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.rect.left << " " << c.rect.top << " " << c.rect.right);
         Canvas canvas(c.width, c.height);
         canvas.target.SetTransform(c.transform);
         canvas.target.FillRectangle(c.rect, Solid(kRed));
-        ExpectPicture(canvas, c.expected);
+        EXPECT_EQ(canvas.Words(), c.expected) << c.rect.left << " " << c.rect.top << " " << c.rect.right;
         EXPECT_EQ(canvas.target.GetTransform(), c.transform);  // back after the fill under the identity
     }
-
-    // Without adjustment edges are anti-aliased: half a pixel is 32 samples
-    // of 64, coverage 127, the paint scaled by 128. A quarter cut off at the
-    // top is coverage 191: 0xBF of red, and 255 - 191 = 64 of white kept.
-    // Coverage and translucency multiply.
+    // Without adjustment edges are anti-aliased: half a pixel is coverage 127, the paint scaled
+    // by 128; a quarter cut off is 191: 0xBF of red, 64 of white kept. Coverage and translucency multiply.
     Canvas soft(4, 1), white(1, 2, ARGB8p, 0xFFFFFFFFu), both(1, 1);
     for (Canvas* c : {&soft, &white, &both}) c->target.SetStrokeAdjustment(false);
     soft.target.FillRectangle(Rect<float>(0.5f, 0, 2.5f, 1), Solid(kRed));
@@ -123,7 +103,6 @@ TEST(Fill, RectanglesSnapToWholePixelsUnderStrokeAdjustment) {
     ExpectPicture(white, {0x3F3F3F3Fu + 0xBFBF0000u, kRed});
     both.target.FillRectangle(Rect<float>(0, 0, 0.5f, 1), Solid(kHalfRedColor));
     EXPECT_EQ(both.At(0, 0), 0x3F3F0000u);
-
     // Under a rotation that is not a quarter turn nothing is snapped.
     std::vector<unsigned int> pictures[2];
     for (int adjust = 0; adjust < 2; ++adjust) {
@@ -135,12 +114,8 @@ TEST(Fill, RectanglesSnapToWholePixelsUnderStrokeAdjustment) {
         pictures[adjust] = c.Words();
     }
     EXPECT_EQ(pictures[0], pictures[1]);
-    EXPECT_GT(std::count_if(pictures[0].begin(), pictures[0].end(), [](unsigned int w) { return w != 0 && w != kRed; }),
-              4);
-
-    // Text is never snapped and leaves the adjustment as it was; a later
-    // fill snaps again. Half green over the half red edge, which keeps 128
-    // of itself, and alone on the empty pixel.
+    EXPECT_GT(std::count_if(pictures[0].begin(), pictures[0].end(), [](unsigned w) { return w != 0 && w != kRed; }), 4);
+    // Text is never snapped and leaves the adjustment as it was; a later fill snaps again.
     for (bool adjust : {true, false}) {
         Canvas canvas(4, 1);
         canvas.target.SetStrokeAdjustment(adjust);
@@ -151,54 +126,30 @@ TEST(Fill, RectanglesSnapToWholePixelsUnderStrokeAdjustment) {
                                      : std::vector<unsigned int>{0x7F7F0000u, kRed, 0x3F3F0000u + 0x7F007F00u,
                                                                  0x7F007F00u});
     }
-
     // The signed distance to the nearest whole number, as the snap uses it.
-    const std::pair<float, float> offsets[] = {{2.25f, 0.25f},  {2.75f, -0.25f}, {2.5f, -0.5f}, {-2.5f, 0.5f},
-                                               {-2.25f, -0.25f}, {-2.75f, 0.25f}, {3.0f, 0.0f},  {0.49999997f, 0.49999997f},
-                                               {1e20f, 0.0f}};
+    const std::pair<float, float> offsets[] = {
+        {2.25f, 0.25f}, {2.75f, -0.25f}, {2.5f, -0.5f}, {-2.5f, 0.5f}, {-2.75f, 0.25f}, {0.49999997f, 0.49999997f}};
     for (const auto& o : offsets) EXPECT_EQ(PixelOffset(o.first), o.second) << o.first;
 }
 
 TEST(Fill, EveryBlendModeThroughARealFill) {
-    // Backdrop (128, 192, 64), source (64, 160, 224), both opaque: the
-    // blend function's colour with alpha 255.
+    // Opaque over opaque: the blend function's colour (worked by hand in the
+    // blend tests) with alpha 255; Multiply here: 8192 / 255, 30720 / 255, 14336 / 255.
     const unsigned int backdrop = 0xFF80C040u, source = 0xFF40A0E0u;
-    const std::pair<BlendMode::Enum, unsigned int> cases[] = {
-        {BlendMode::Normal, 0xFF40A0E0u},
-        {BlendMode::Multiply, 0xFF207838u},    // 8192 / 255, 30720 / 255, 14336 / 255
-        {BlendMode::Screen, 0xFFA0E8E8u},      // sums less the products
-        {BlendMode::Overlay, 0xFF41D170u},     // backdrop 128 and 192 screen, 64 multiplies
-        {BlendMode::Darken, 0xFF40A040u},
-        {BlendMode::Lighten, 0xFF80C0E0u},
-        {BlendMode::ColorBurn, 0xFF009B26u},   // q = 506 -> 0, 100, 217
-        {BlendMode::ColorDodge, 0xFFAAFFFFu},  // 170, 515 -> 255, 526 -> 255
-        {BlendMode::HardLight, 0xFF40D1D1u},
-        {BlendMode::SoftLight, 0xFF61C76Fu},   // 128 - 31; D(192) = 221; D(64) = 127
-        {BlendMode::Difference, 0xFF4020A0u},
-        {BlendMode::Exclusion, 0xFF8070B0u},
-    };
-    for (const auto& c : cases) {
+    for (int mode = BlendMode::Normal; mode <= BlendMode::Luminosity; ++mode) {
         Canvas canvas(2, 1, ARGB8p, backdrop);
-        canvas.target.SetBlendMode(c.first);
-        canvas.target.FillRectangle(Rect<float>(0, 0, 1, 1), Solid(source));
-        ExpectPicture(canvas, {c.second, backdrop});
-    }
-    // The non-separable modes give what their blend function makes of the two.
-    for (BlendMode::Enum mode : {BlendMode::Hue, BlendMode::Saturation, BlendMode::Color, BlendMode::Luminosity}) {
-        Canvas canvas(1, 1, ARGB8p, backdrop);
-        canvas.target.SetBlendMode(mode);
+        canvas.target.SetBlendMode(BlendMode::Enum(mode));
         canvas.target.FillRectangle(Rect<float>(0, 0, 1, 1), Solid(source));
         unsigned int expected = 0xFF000000u;
-        SwBlend::GetBlendFunc(mode)(reinterpret_cast<const unsigned char*>(&backdrop),
-                                    reinterpret_cast<const unsigned char*>(&source),
-                                    reinterpret_cast<unsigned char*>(&expected));
-        EXPECT_EQ(canvas.At(0, 0), expected) << mode;
-        EXPECT_NE(canvas.At(0, 0), source) << mode;
+        SwBlend::GetBlendFunc(BlendMode::Enum(mode))(reinterpret_cast<const unsigned char*>(&backdrop),
+                                                     reinterpret_cast<const unsigned char*>(&source),
+                                                     reinterpret_cast<unsigned char*>(&expected));
+        ExpectPicture(canvas, {mode == BlendMode::Multiply ? 0xFF207838u : expected, backdrop});
+        EXPECT_TRUE(mode == BlendMode::Normal || canvas.At(0, 0) != source) << mode;
     }
-    // Translucent source in Multiply: it unpremultiplies to (254, 0, 0);
-    // white times that, scaled by 128, is 127 in red, and the target scaled
-    // by 256 - 127 gives 128 each. On an empty target there is nothing to
-    // blend with.
+    // Translucent source in Multiply: it unpremultiplies to (254, 0, 0); white
+    // times that, scaled by 128, is 127 in red, and the target scaled by
+    // 256 - 127 gives 128 each. On an empty target there is nothing to blend with.
     Canvas opaque(1, 1, ARGB8p, 0xFFFFFFFFu), empty(1, 1);
     for (Canvas* c : {&opaque, &empty}) {
         c->target.SetBlendMode(BlendMode::Multiply);
@@ -209,31 +160,18 @@ TEST(Fill, EveryBlendModeThroughARealFill) {
 }
 
 TEST(Fill, EllipsesCirclesAndRoundRectangles) {
-    // The four middle pixels lie wholly inside the circle, the corners
-    // partly, less than half. Corners of radius 1 take only the corner
-    // pixels of a round rectangle, partly.
-    Canvas circle(4, 4), round(5, 4);
+    // The four middle pixels lie wholly inside the circle, the corners partly,
+    // less than half. Corners of radius 1 take only the corner pixels of a round rectangle.
+    Canvas circle(4, 4), round(4, 4);
     circle.target.FillCircle(Point<float>(2, 2), 2, Solid(kRed));
     round.target.FillRoundRectangle(Rect<float>(0, 0, 4, 4), 1, 1, Solid(kRed));
-    for (int y = 0; y < 4; ++y) {
+    for (int y = 0; y < 4; ++y)
         for (int x = 0; x < 4; ++x) {
-            SCOPED_TRACE(testing::Message() << x << "," << y);
-            const bool corner = (x == 0 || x == 3) && (y == 0 || y == 3);
-            const bool middle = (x == 1 || x == 2) && (y == 1 || y == 2);
+            const bool corner = (x == 0 || x == 3) && (y == 0 || y == 3), middle = (x == 1 || x == 2) && (y == 1 || y == 2);
             const unsigned int c = circle.At(x, y), r = round.At(x, y);
-            EXPECT_TRUE(!middle || c == kRed);
-            EXPECT_TRUE(!corner || (c != 0 && c >> 24 < 0x80u));
-            EXPECT_TRUE(corner ? (r != 0 && r != kRed) : r == kRed);
+            EXPECT_TRUE((!middle || c == kRed) && (!corner || (c != 0 && c >> 24 < 0x80u))) << x << "," << y;
+            EXPECT_TRUE(corner ? (r != 0 && r != kRed) : r == kRed) << x << "," << y;
         }
-        EXPECT_EQ(round.At(4, y), 0u);
-    }
-    // The ellipse goes through the transform.
-    Canvas plain(8, 4), scaled(8, 4);
-    plain.target.FillEllipse(Rect<float>(0, 0, 8, 4), Solid(kRed));
-    scaled.target.ScaleTransform(2, 1);
-    scaled.target.FillEllipse(Rect<float>(0, 0, 4, 4), Solid(kRed));
-    EXPECT_EQ(plain.Words(), scaled.Words());
-    EXPECT_EQ(plain.At(4, 2), kRed);
 }
 
 TEST(Fill, FillsThatMissMakeNoPaintAndBadGeometryStaysSafe) {
@@ -243,51 +181,34 @@ TEST(Fill, FillsThatMissMakeNoPaintAndBadGeometryStaysSafe) {
     Canvas canvas(4, 3, ARGB8p, 0xFF0000FFu);
     auto sub = SwOf(canvas.target)->GetSubTarget();
     canvas.target.SetStrokeAdjustment(false);
-    // Touching the edges from outside, or far away.
-    for (const Rect<float>& r : {Rect<float>(-5, 0, 0, 3), Rect<float>(4, 0, 9, 3), Rect<float>(0, -3, 4, 0),
-                                 Rect<float>(0, 3, 4, 7), Rect<float>(100, 100, 200, 200)}) {
-        canvas.target.FillRectangle(r, pattern);
+    for (const Rect<float>& r : {Rect<float>(-5, 0, 0, 3), Rect<float>(4, 0, 9, 3), Rect<float>(0, 3, 4, 7)}) {
+        canvas.target.FillRectangle(r, pattern);  // touching the edges from outside
         canvas.target.FillEllipse(r, pattern);
     }
     canvas.target.SetStrokeAdjustment(true);
     canvas.target.FillRectangle(Rect<float>(-5, 0, -1, 3), pattern);
-    // Null and empty geometries, flat ellipses and round rectangles.
-    for (auto g : {std::shared_ptr<Geometry>(), std::make_shared<Geometry>()}) {
-        canvas.target.FillGeometry(g, pattern);
-        canvas.target.FillTextGeometry(g, pattern);
-    }
-    canvas.target.FillEllipse(Rect<float>(1, 1, 1, 3), pattern);
+    for (auto g : {std::shared_ptr<Geometry>(), std::make_shared<Geometry>()}) canvas.target.FillGeometry(g, pattern);
     canvas.target.FillEllipse(Rect<float>(1, 1, 3, 1), pattern);
     canvas.target.FillRoundRectangle(Rect<float>(1, 1, 1, 3), 1, 1, pattern);
     canvas.target.FillCircle(Point<float>(2, 2), 0, pattern);
     ExpectPicture(canvas, std::vector<unsigned int>(12, 0xFF0000FFu));
     EXPECT_EQ(sub->GetShapeRect(), Rect<float>());
-    // One that touches the target asks, and the failure passes through; the
-    // target stays usable.
+    // One that touches asks, and the failure passes through; the target stays usable.
     EXPECT_GRAPHICS_FAILURE(canvas.target.FillRectangle(Rect<float>(0, 0, 1, 1), pattern), "CreateFromBrush",
                             "Not implemented");
-    canvas.target.FillRectangle(Rect<float>(0, 0, 1, 1), Solid(kRed));
-    EXPECT_EQ(canvas.At(0, 0), kRed);
-
-    // The shape bound grows with the fills, cut to the target first; Clear
-    // leaves it alone.
+    // The shape bound grows with the fills, cut to the target first; Clear leaves it alone.
     canvas.target.SetStrokeAdjustment(false);
     canvas.target.FillRectangle(Rect<float>(1.5f, 1, 2.5f, 2.5f), Solid(kRed));
-    EXPECT_EQ(sub->GetShapeRect(), Rect<float>(0, 0, 2.5f, 2.5f));
+    EXPECT_EQ(sub->GetShapeRect(), Rect<float>(1.5f, 1, 2.5f, 2.5f));
     canvas.target.Clear(Color(0, 0, 0, 0));
     canvas.target.FillRectangle(Rect<float>(3, -2, 12, 1.5f), Solid(kRed));
-    EXPECT_EQ(sub->GetShapeRect(), Rect<float>(0, 0, 4, 2.5f));
-
+    EXPECT_EQ(sub->GetShapeRect(), Rect<float>(1.5f, 0, 4, 2.5f));
     const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
     for (bool adjust : {true, false}) {
-        SCOPED_TRACE(adjust);
-        // Huge covers everything; far beyond any pixel, a closed line or a
-        // point cover nothing.
+        // Huge covers everything; far beyond any pixel, a closed line or a point cover nothing.
         const std::pair<std::shared_ptr<Geometry>, unsigned int> cases[] = {
-            {RectangleGeometry(Rect<float>(-1e7f, -1e7f, 1e7f, 1e7f)), kRed},
             {Triangle(Point<float>(-1e7f, -1e7f), Point<float>(1e7f, -1e7f), Point<float>(0, 1e7f)), kRed},
             {RectangleGeometry(Rect<float>(1e30f, 1e30f, 3e30f, 3e30f)), 0},
-            {RectangleGeometry(Rect<float>(-3e30f, 0, -1e30f, 4)), 0},
             {Triangle(Point<float>(0, 0), Point<float>(3, 3), Point<float>(1, 1)), 0},
             {Triangle(Point<float>(1, 1), Point<float>(1, 1), Point<float>(1, 1)), 0},
         };
@@ -295,25 +216,15 @@ TEST(Fill, FillsThatMissMakeNoPaintAndBadGeometryStaysSafe) {
             Canvas picture(5, 4);
             picture.target.SetStrokeAdjustment(adjust);
             picture.target.FillGeometry(c.first, Solid(kRed));
-            ExpectPicture(picture, std::vector<unsigned int>(20, c.second));
+            EXPECT_EQ(picture.Words(), std::vector<unsigned int>(20, c.second)) << adjust;
         }
-        // Tiny: with the snap a whole pixel, without too little to show.
-        Canvas tiny(3, 3);
-        tiny.target.SetStrokeAdjustment(adjust);
-        tiny.target.FillRectangle(Rect<float>(1.5f, 1.5f, 1.5001f, 1.5001f), Solid(kRed));
-        EXPECT_EQ(tiny.At(1, 1), adjust ? kRed : 0u);
-        EXPECT_EQ(tiny.At(2, 1), 0u);
-
         // NaN and infinity in the points or the transform: no crash, the
         // transform comes back, and the target stays usable.
         Canvas odd(3, 3);
         odd.target.SetStrokeAdjustment(adjust);
         odd.target.FillGeometry(Triangle(Point<float>(nan, 0), Point<float>(3, nan), Point<float>(1, 1)), Solid(kRed));
-        odd.target.FillGeometry(Triangle(Point<float>(-inf, 0), Point<float>(inf, 1), Point<float>(1, inf)),
-                                Solid(kRed));
-        odd.target.FillRectangle(Rect<float>(nan, nan, nan, nan), Solid(kRed));
-        odd.target.FillRectangle(Rect<float>(-inf, -inf, inf, inf), Solid(kRed));
-        odd.target.FillEllipse(Rect<float>(0, 0, inf, nan), Solid(kRed));
+        odd.target.FillGeometry(Triangle(Point<float>(-inf, 0), Point<float>(inf, 1), Point<float>(1, inf)), Solid(kRed));
+        odd.target.FillRectangle(Rect<float>(-inf, -inf, inf, nan), Solid(kRed));
         for (const Matrix& m : {Matrix(nan, 0, 0, 1, 0, 0), Matrix(0, 0, 0, 0, 1, 1), Matrix(1e30f, 0, 0, 1e30f, 0, 0)}) {
             odd.target.SetTransform(m);
             const Matrix before = odd.target.GetTransform();
@@ -329,9 +240,8 @@ TEST(Fill, FillsThatMissMakeNoPaintAndBadGeometryStaysSafe) {
     }
 }
 
-TEST(Fill, RefusedMasksAndSubTargets) {
-    // Soft masks the pipeline can't apply refuse the fill rather than paint
-    // where the caller asked for nothing; the snapped transform comes back.
+TEST(Fill, RefusedMasksAndBareSubTargets) {
+    // Soft masks the pipeline can't apply refuse the fill; the snapped transform comes back.
     Canvas canvas(2, 2);
     auto sub = SwOf(canvas.target)->GetSubTarget();
     canvas.target.PushState();
@@ -348,13 +258,8 @@ TEST(Fill, RefusedMasksAndSubTargets) {
     canvas.target.PopState();
     canvas.target.FillRectangle(Rect<float>(0, 0, 1, 1), Solid(kRed));
     ExpectPicture(canvas, {kRed, 0, 0, 0});
-
-    // Before InitLayer a root has no plane: fills only bound the shape. A
-    // target without pixels makes no paint at all.
+    // Before InitLayer a root has no plane: fills only bound the shape.
     SwBasicSubTarget bare(Rect<int>(0, 0, 4, 4), LayerParameters{Rect<float>(0, 0, 4, 4)}, Matrix(), 96, 96);
     bare.FillGeometry(RectangleGeometry(Rect<float>(0, 0, 2, 2)), Solid(kRed));
     EXPECT_EQ(bare.GetShapeRect(), Rect<float>(0, 0, 2, 2));
-    SwBasicSubTarget empty(Rect<int>(0, 0, 4, 4), LayerParameters{Rect<float>(10, 10, 20, 20)}, Matrix(), 96, 96);
-    empty.FillGeometry(RectangleGeometry(Rect<float>(0, 0, 30, 30)), std::make_shared<PatternBrush>(nullptr));
-    EXPECT_EQ(empty.GetShapeRect(), Rect<float>());
 }

@@ -1,5 +1,4 @@
 #include "TargetTestSupport.h"
-
 #include <cmath>
 #include <limits>
 
@@ -7,7 +6,6 @@ using namespace Graphics;
 using namespace TargetTest;
 
 namespace {
-
 const unsigned int kRed = 0xFFFF0000u;
 const unsigned int kHalf = 0x7F7F0000u;      // half a pixel: coverage 127
 const unsigned int kQuarters = 0xBFBF0000u;  // three quarters: coverage 191
@@ -20,22 +18,17 @@ std::vector<unsigned int> Frame(int size, int l, int t, int r, int b) {
             if (x == l || x == r - 1 || y == t || y == b - 1) v[static_cast<std::size_t>(y * size + x)] = kRed;
     return v;
 }
-
 // Pixels [from, to) of one row set to the word.
 std::vector<unsigned int> Row(int width, int height, int row, int from, int to, unsigned int word) {
     std::vector<unsigned int> v(static_cast<std::size_t>(width * height), 0);
     for (int x = from; x < to; ++x) v[static_cast<std::size_t>(row * width + x)] = word;
     return v;
 }
-
 }  // namespace
 
 TEST(StrokeCommands, RectanglesAreCrispOnWholePixelsWithStrokeAdjustment) {
-    // Each side moves to the middle of its pixel row or column, in pixels:
-    // (1, 1, 4, 4) to (1.5, 1.5, 4.5, 4.5); (1.2, 1.9, 3.7, 4.1) to
-    // (1.5, 1.5, 3.5, 4.5); under a scale of 2 a width of 0.5 is one pixel
-    // and (0.5, 0.5, 2, 2) is (1, 1, 4, 4); a quarter turn x' = 6 - y,
-    // y' = x keeps the axes: (2, 1, 5, 4) on the target.
+    // Each side moves to the middle of its pixel row or column, in pixels: (1.2, 1.9, 3.7, 4.1)
+    // to (1.5, 1.5, 3.5, 4.5); under a scale of 2 a width of 0.5 is one pixel; a quarter turn keeps the axes.
     const struct {
         Matrix transform;
         Rect<float> rect;
@@ -48,33 +41,24 @@ TEST(StrokeCommands, RectanglesAreCrispOnWholePixelsWithStrokeAdjustment) {
         {Matrix(0, 1, -1, 0, 6, 0), Rect<float>(1, 1, 4, 4), 1, Frame(6, 2, 1, 6, 5)},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.rect.left);
         Canvas canvas(6, 6);
         canvas.target.SetTransform(c.transform);
         canvas.target.StrokeRectangle(c.rect, Solid(kRed), c.width, StrokeParameters());
-        ExpectPicture(canvas, c.expected);
+        EXPECT_EQ(canvas.Words(), c.expected) << c.rect.left;
         EXPECT_EQ(canvas.target.GetTransform(), c.transform);
     }
-
-    // Without adjustment the line straddles the pixel edges, half on each;
-    // inner corners lie in two half-covered sides (three quarters), and the
-    // miter fills the quarter of an outer corner pixel.
+    // Without adjustment the line straddles the pixel edges, half on each; inner corners
+    // lie in two half-covered sides (three quarters); the miter fills a quarter of an outer corner.
     Canvas soft(6, 6);
     soft.target.SetStrokeAdjustment(false);
     soft.target.StrokeRectangle(Rect<float>(1, 1, 4, 4), Solid(kRed), 1, StrokeParameters());
     const std::vector<unsigned int> row2 = {kHalf, kHalf, 0, kHalf, kHalf, 0};
     for (int x = 0; x < 6; ++x) EXPECT_EQ(soft.At(x, 2), row2[x]) << x;
-    EXPECT_EQ(soft.At(2, 0), kHalf);
-    EXPECT_EQ(soft.At(2, 1), kHalf);
     EXPECT_EQ(soft.At(3, 1), kQuarters);
-    EXPECT_EQ(soft.At(1, 3), kQuarters);
-    EXPECT_EQ(soft.At(0, 0), 0x3F3F0000u);
     EXPECT_EQ(soft.At(4, 4), 0x3F3F0000u);
-
     // Flat shapes draw nothing, even with a wide pen.
     Canvas flat(6, 6);
     flat.target.StrokeRectangle(Rect<float>(1, 1, 1, 4), Solid(kRed), 3, StrokeParameters());
-    flat.target.StrokeRectangle(Rect<float>(1, 2, 4, 2), Solid(kRed), 3, StrokeParameters());
     flat.target.StrokeEllipse(Rect<float>(1, 1, 1, 4), Solid(kRed), 3, StrokeParameters());
     flat.target.StrokeRoundRectangle(Rect<float>(1, 2, 4, 2), 1, 1, Solid(kRed), 3, StrokeParameters());
     flat.target.StrokeCircle(Point<float>(3, 3), 0, Solid(kRed), 3, StrokeParameters());
@@ -82,46 +66,26 @@ TEST(StrokeCommands, RectanglesAreCrispOnWholePixelsWithStrokeAdjustment) {
 }
 
 TEST(StrokeCommands, HairlinesAndTheMinimumWidth) {
-    // Width 0 is a device line 0.75 wide: along a row's middle it covers 6
-    // of 8 sample rows, with the snap the whole row. Powers of two keep the
-    // sample rows exact; under a scale of 10 the points are a little off and
-    // the snap still finds the row.
+    // Width 0 is a device line 0.75 wide: 6 of 8 sample rows, with the snap the whole row.
+    // Powers of two keep the sample rows exact; under a scale of 10 the snap still finds the row.
     for (float scale : {1.0f, 8.0f, 0.25f, 10.0f}) {
         for (bool adjust : {true, false}) {
             if (scale == 10.0f && !adjust) continue;
-            SCOPED_TRACE(testing::Message() << scale << " " << adjust);
             Canvas canvas(6, 4);
             canvas.target.SetStrokeAdjustment(adjust);
             canvas.target.ScaleTransform(scale, scale);
             canvas.target.StrokeLine(Point<float>(1 / scale, 1.5f / scale), Point<float>(5 / scale, 1.5f / scale),
                                      Solid(kRed), 0, StrokeParameters());
-            ExpectPicture(canvas, Row(6, 4, 1, 1, 5, adjust ? kRed : kQuarters));
+            EXPECT_EQ(canvas.Words(), Row(6, 4, 1, 1, 5, adjust ? kRed : kQuarters)) << scale << " " << adjust;
             EXPECT_EQ(canvas.target.GetTransform(), Matrix(scale, 0, 0, scale, 0, 0));
         }
     }
-    // On a rotated and scaled transform a hairline stays within a pixel or
-    // so of the line from (1.5, 1.5) to (4.5, 4.5).
-    Canvas turned(10, 10);
-    turned.target.SetStrokeAdjustment(false);
-    turned.target.SetTransform(Matrix(3, 3, -3, 3, 0, 0));
-    turned.target.StrokeLine(Point<float>(0.5f, 0), Point<float>(1.5f, 0), Solid(kRed), 0, StrokeParameters());
-    int painted = 0;
-    for (int y = 0; y < 10; ++y)
-        for (int x = 0; x < 10; ++x)
-            if (turned.At(x, y) != 0) {
-                ++painted;
-                EXPECT_LE(std::abs(x - y), 1) << x << "," << y;
-            }
-    EXPECT_GE(painted, 3);
-
-    // Widths below half a pixel draw as half a pixel, four of eight sample
-    // rows; measured in pixels, so 0.01 under a scale of 4 too. Wider is
-    // kept: width 2 covers rows 0.5 to 2.5.
+    // Widths below half a pixel draw as half a pixel, four of eight sample rows;
+    // measured in pixels, so 0.01 under a scale of 4 too. Width 2 covers rows 0.5 to 2.5.
     const struct {
         float scale, width, y;
-    } thin[] = {{1, 0.01f, 1.5f}, {1, 0.5f, 1.5f}, {1, -3.0f, 1.5f}, {4, 0.01f, 0.375f}};
+    } thin[] = {{1, -3.0f, 1.5f}, {4, 0.01f, 0.375f}};
     for (const auto& c : thin) {
-        SCOPED_TRACE(c.width);
         Canvas canvas(4, 3);
         canvas.target.SetStrokeAdjustment(false);
         canvas.target.ScaleTransform(c.scale, c.scale);
@@ -149,24 +113,10 @@ TEST(StrokeCommands, DashedStrokes) {
     offset.dashOffset = 1.0f;
     shifted.target.StrokeLine(Point<float>(0, 0.5f), Point<float>(8, 0.5f), Solid(kRed), 1, offset);
     ExpectPicture(shifted, {kRed, 0, 0, kRed, kRed, 0, 0, kRed});
-    // A dashed hairline: the path is mapped before it is widened, so the
-    // pattern is in device units.
+    // A dashed hairline is mapped before it is widened: the pattern is in device units.
     hairline.target.ScaleTransform(4, 4);
     hairline.target.StrokeLine(Point<float>(0, 0.125f), Point<float>(2, 0.125f), Solid(kRed), 0, dashed);
     ExpectPicture(hairline, {kQuarters, kQuarters, 0, 0, kQuarters, kQuarters, 0, 0});
-
-    // A dashed frame: about half of the solid frame's 12 pixels of paint,
-    // and none inside.
-    StrokeParameters pattern;
-    pattern.dashes = {1.0f, 1.0f};
-    Canvas frame(6, 6);
-    frame.target.StrokeRectangle(Rect<float>(1, 1, 4, 4), Solid(kRed), 1, pattern);
-    unsigned int sum = 0;
-    for (unsigned int w : frame.Words()) sum += w >> 24;
-    EXPECT_GT(sum, 5u * 255u);
-    EXPECT_LT(sum, 8u * 255u);
-    EXPECT_EQ(frame.At(2, 2), 0u);
-    EXPECT_EQ(frame.At(3, 3), 0u);
 }
 
 TEST(StrokeCommands, EllipsesCirclesRoundRectanglesAndOddInput) {
@@ -180,17 +130,13 @@ TEST(StrokeCommands, EllipsesCirclesRoundRectanglesAndOddInput) {
         EXPECT_GE(circle.At(p.x, p.y) >> 24, 0xC0u) << p.x << "," << p.y;
     EXPECT_EQ(circle.At(4, 4), 0u);
     EXPECT_EQ(circle.At(0, 0), 0u);
-    EXPECT_EQ(circle.At(8, 8), 0u);
     // Straight parts of a round rectangle are crisp, the corners rounded off.
     Canvas round(8, 8);
     round.target.StrokeRoundRectangle(Rect<float>(1.5f, 1.5f, 6.5f, 6.5f), 1, 1, Solid(kRed), 1, StrokeParameters());
-    for (int i = 3; i < 5; ++i) {
-        EXPECT_EQ(round.At(i, 1), kRed);
-        EXPECT_EQ(round.At(1, i), kRed);
-    }
+    EXPECT_EQ(round.At(3, 1), kRed);
+    EXPECT_EQ(round.At(1, 4), kRed);
     EXPECT_NE(round.At(1, 1), kRed);
     EXPECT_EQ(round.At(4, 4), 0u);
-
     // Null and empty geometries and a line of no length draw nothing; NaN,
     // infinite and huge input and singular transforms don't crash, and the
     // transform comes back.
@@ -202,17 +148,15 @@ TEST(StrokeCommands, EllipsesCirclesRoundRectanglesAndOddInput) {
     ExpectPicture(canvas, std::vector<unsigned int>(16, 0));
     canvas.target.StrokeLine(Point<float>(nan, 1), Point<float>(3, nan), Solid(kRed), 1, StrokeParameters());
     canvas.target.StrokeLine(Point<float>(-inf, 1), Point<float>(inf, 1), Solid(kRed), 1, StrokeParameters());
-    canvas.target.StrokeLine(Point<float>(0, 1), Point<float>(3, 1), Solid(kRed), nan, StrokeParameters());
-    canvas.target.StrokeLine(Point<float>(0, 1), Point<float>(3, 1), Solid(kRed), inf, StrokeParameters());
-    canvas.target.StrokeLine(Point<float>(-1e7f, -1e7f), Point<float>(1e7f, 1e7f), Solid(kRed), 1, StrokeParameters());
+    for (float width : {nan, inf})
+        canvas.target.StrokeLine(Point<float>(0, 1), Point<float>(3, 1), Solid(kRed), width, StrokeParameters());
     canvas.target.StrokeEllipse(Rect<float>(-1e7f, -1e7f, 1e7f, 1e7f), Solid(kRed), 0, StrokeParameters());
     for (const Matrix& m : {Matrix(0, 0, 0, 0, 1, 1), Matrix(nan, 0, 0, 1, 0, 0), Matrix(1e-30f, 0, 0, 1e-30f, 0, 0),
                             Matrix(1e20f, 0, 0, 1e20f, 0, 0)}) {
         canvas.target.SetTransform(m);
         const Matrix before = canvas.target.GetTransform();
-        canvas.target.StrokeLine(Point<float>(0, 1), Point<float>(3, 1), Solid(kRed), 1, StrokeParameters());
-        canvas.target.StrokeLine(Point<float>(0, 1), Point<float>(3, 1), Solid(kRed), 0, StrokeParameters());
-        canvas.target.StrokeRectangle(Rect<float>(0, 0, 3, 3), Solid(kRed), 1, StrokeParameters());
+        for (float width : {0.0f, 1.0f})
+            canvas.target.StrokeLine(Point<float>(0, 1), Point<float>(3, 1), Solid(kRed), width, StrokeParameters());
         canvas.target.StrokeCircle(Point<float>(1, 1), 1, Solid(kRed), 0.5f, StrokeParameters());
         const Matrix after = canvas.target.GetTransform();
         EXPECT_EQ(std::memcmp(&after, &before, sizeof after), 0);
