@@ -236,9 +236,10 @@ void SwPipeLine::RunFused(const LockedData& lock, int y, int x1, int x2, unsigne
         SwBasicCompositeNormalOp::ComposeConstant(target, fusedColor, coverage, x2 - x1);
     } else {
         const int count = x2 - x1;
-        const uint32_t* words = fusedSource->SpanWords(x1, x2, y);
         // Straight from the source's pixels, unless they share memory with
-        // the row being written (an image drawn onto itself).
+        // the row being written (an image drawn onto itself). Short spans
+        // don't ask: their copy costs less than the question.
+        const uint32_t* words = count >= 16 ? fusedSource->SpanWords(x1, x2, y) : nullptr;
         if (!words || _Overlap(words, target, count)) {
             EnsureScratch(false);
             fusedSource->FillSpan(x1, x2, y, reinterpret_cast<unsigned char*>(sourceColor));

@@ -18,16 +18,16 @@ std::unique_ptr<Canvas> Image(int width, int height, unsigned int seed) {
 }  // namespace
 
 TEST(ImageAtUnitScale, FillShowsTheImageWordForWord) {
-    auto image = Image(24, 20, 11);
+    auto image = Image(40, 20, 11);
     for (const InterpolationMode::Enum mode : {InterpolationMode::Nearest, InterpolationMode::Linear}) {
-        Canvas canvas(16, 12, PixelFormat::ARGB8p, 0xFF202020u);
+        Canvas canvas(32, 12, PixelFormat::ARGB8p, 0xFF202020u);
         auto brush = std::make_shared<BitmapBrush>(image->bitmap);
         brush->SetInterpolationMode(mode);
         brush->SetTransform(Matrix(1, 0, 0, 1, -3, -2));
-        canvas.target.FillRectangle(Rect<float>(1, 1, 15, 11), brush);
+        canvas.target.FillRectangle(Rect<float>(1, 1, 31, 11), brush);
         for (int y = 0; y < 12; ++y)
-            for (int x = 0; x < 16; ++x) {
-                const bool inside = x >= 1 && x < 15 && y >= 1 && y < 11;
+            for (int x = 0; x < 32; ++x) {
+                const bool inside = x >= 1 && x < 31 && y >= 1 && y < 11;
                 ASSERT_EQ(canvas.At(x, y), inside ? image->At(x + 3, y + 2) : 0xFF202020u) << x << "," << y << " " << mode;
             }
     }
