@@ -256,7 +256,6 @@ std::vector<SwOperation*> SwPipeLine::GetOperations() const {
     return sequence;
 }
 
-
 // With rectangles adjusted, the rasterizer turns a rectangle whose corners
 // lie on whole pixels into exactly those pixels (cut to the bound, which
 // AddRectangle does too); going straight there spares building its edges.
