@@ -377,6 +377,9 @@ TEST(SwBitmapSamplerTest, SpansMatchAccumulatedSamples) {
             Words reference;
             for (int x = x0; x < x1; ++x, p.x += m.m11) reference.push_back(sampler.Sample(p));
             r.Compare("span", Span(sampler, x0, x1, y), reference);
+            // Where the words are said to lie in the image, they must be these.
+            if (const uint32_t* words = sampler.SpanWords(x0, x1, y))
+                r.Compare("words", Words(words, words + (x1 - x0)), reference);
         }
     }));
 }
