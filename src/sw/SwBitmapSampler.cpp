@@ -658,6 +658,24 @@ void SwBitmapSampler::SelectRoutine() {
     }
 }
 
+// Pixel centres at a unit step: inside the image every position reads its
+// own pixel with weight 0 on the neighbours (or, nearest, rounds to itself),
+// and every extend mode leaves a column inside the image as it is, so that
+// stretch is a plain copy. Gives the row, the first column and the part of
+// the span inside the image, when there is one.
+template <bool Linear, SwExtend::Proc ExtendY>
+bool SwBitmapSampler::FindUnitRun(int count, float px, float py, UnitRun* run) const {
+    if (!(matrix.m11 == 1.0f && px == std::floor(px) && std::fabs(px) < 4194304.0f && count < 4194304)) return false;
+    if (Linear && _Fraction(py, _Truncate(py)) != 0) return false;
+    run->k = static_cast<int>(px);
+    run->inside0 = run->k < 0 ? -run->k : 0;
+    run->inside1 = std::min(width - run->k, count);
+    if (run->inside0 >= run->inside1) return false;
+    const int rowY = Linear ? ExtendY(height, _Truncate(py)) : ExtendY(height, _Truncate(py + 0.5f));
+    run->row = GetRowPointer(rowY);
+    return true;
+}
+
 // Follows SpanAxis's choice of route, position for position, and answers
 // only where that route copies the whole span from one image row: the
 // unit step on whole pixels, or, for nearest, a column table already built
@@ -675,21 +693,14 @@ const uint32_t* SwBitmapSampler::SpanWordsAxis(int x0, int x1, int y) const {
     const float py = fy * matrix.m22 + fx * matrix.m12 + matrix.dy;
     const int count = x1 - x0;
     const unsigned char* words = nullptr;
-    if (m11 == 1.0f && px == std::floor(px) && std::fabs(px) < 4194304.0f && count < 4194304) {
-        const int wyZero = Linear ? _Fraction(py, _Truncate(py)) == 0 : 1;
-        const int k = static_cast<int>(px);
-        const int inside0 = k < 0 ? -k : 0;
-        const int inside1 = std::min(width - k, count);
-        if (wyZero && inside0 < inside1) {
-            if (inside0 != 0 || inside1 != count) return nullptr;
-            const int rowY = Linear ? ExtendY(height, _Truncate(py)) : ExtendY(height, _Truncate(py + 0.5f));
-            words = GetRowPointer(rowY) + 4 * static_cast<ptrdiff_t>(k);
-        }
-    }
-    if (!words) {
+    UnitRun run;
+    if (FindUnitRun<Linear, ExtendY>(count, px, py, &run)) {
+        if (run.inside0 != 0 || run.inside1 != count) return nullptr;
+        words = run.row + 4 * static_cast<ptrdiff_t>(run.k);
+    } else {
         if (Linear || matrix.m21 != 0.0f || count > kColumnTableLimit) return nullptr;
         const ColumnTable* table = FindColumnTable(x0, count);
-        if (!table || count > table->consecutive) return nullptr;
+        if (!table || !table->usable || count > table->consecutive) return nullptr;
         words = GetRowPointer(ExtendY(height, _Truncate(py + 0.5f))) + 4 * static_cast<ptrdiff_t>(table->a[0]);
     }
     if (reinterpret_cast<uintptr_t>(words) % alignof(uint32_t) != 0) return nullptr;
@@ -709,7 +720,6 @@ void SwBitmapSampler::SpanAxis(int x0, int x1, int y, unsigned char* destination
     const float py = fy * matrix.m22 + fx * matrix.m12 + matrix.dy;
     const uint32_t op = static_cast<uint32_t>(opacity);
     const uint32_t* colors = paletteColors;
-    const int w = width;
     const int count = x1 - x0;
 
     // A lone pixel (the partly covered end of a row) is one sample at the
@@ -722,37 +732,26 @@ void SwBitmapSampler::SpanAxis(int x0, int x1, int y, unsigned char* destination
         return;
     }
 
-    // Pixel centres at a unit step: inside the image every position reads
-    // its own pixel with weight 0 on the neighbours (or, nearest, rounds to
-    // itself), and every extend mode leaves a column inside the image as it
-    // is, so that stretch is a plain copy.
-    if (m11 == 1.0f && px == std::floor(px) && std::fabs(px) < 4194304.0f && count < 4194304) {
-        const int wyZero = Linear ? _Fraction(py, _Truncate(py)) == 0 : 1;
-        const int k = static_cast<int>(px);
-        int inside0 = k < 0 ? -k : 0;
-        int inside1 = w - k;
-        if (inside1 > count) inside1 = count;
-        if (wyZero && inside0 < inside1) {
-            const int rowY = Linear ? ExtendY(height, _Truncate(py)) : ExtendY(height, _Truncate(py + 0.5f));
-            const unsigned char* row = GetRowPointer(rowY);
-            if (inside0 > 0) SpanAxisRun<P, Linear, ExtendX, ExtendY>(0, inside0, static_cast<float>(k), py, destination);
-            unsigned char* out = destination + 4 * static_cast<ptrdiff_t>(inside0);
-            const int c0 = k + inside0;
-            const int n = inside1 - inside0;
-            if (P::kPlainWords && op == 256) {
-                std::memcpy(out, row + 4 * static_cast<ptrdiff_t>(c0), 4 * static_cast<size_t>(n));
-                if (!std::is_same<P, _ARGB8p>::value)
-                    for (int j = 0; j < n; ++j) out[4 * j + 3] = 255;
-            } else {
-                for (int j = 0; j < n; ++j) {
-                    const uint32_t word = P::Finish(P::Get(row, c0 + j, colors), op);
-                    std::memcpy(out + 4 * static_cast<ptrdiff_t>(j), &word, sizeof word);
-                }
+    UnitRun run;
+    if (FindUnitRun<Linear, ExtendY>(count, px, py, &run)) {
+        const int k = run.k, inside0 = run.inside0, inside1 = run.inside1;
+        if (inside0 > 0) SpanAxisRun<P, Linear, ExtendX, ExtendY>(0, inside0, static_cast<float>(k), py, destination);
+        unsigned char* out = destination + 4 * static_cast<ptrdiff_t>(inside0);
+        const int c0 = k + inside0;
+        const int n = inside1 - inside0;
+        if (P::kPlainWords && op == 256) {
+            std::memcpy(out, run.row + 4 * static_cast<ptrdiff_t>(c0), 4 * static_cast<size_t>(n));
+            if (!std::is_same<P, _ARGB8p>::value)
+                for (int j = 0; j < n; ++j) out[4 * j + 3] = 255;
+        } else {
+            for (int j = 0; j < n; ++j) {
+                const uint32_t word = P::Finish(P::Get(run.row, c0 + j, colors), op);
+                std::memcpy(out + 4 * static_cast<ptrdiff_t>(j), &word, sizeof word);
             }
-            if (inside1 < count)
-                SpanAxisRun<P, Linear, ExtendX, ExtendY>(inside1, count, static_cast<float>(k + inside1), py, destination);
-            return;
         }
+        if (inside1 < count)
+            SpanAxisRun<P, Linear, ExtendX, ExtendY>(inside1, count, static_cast<float>(k + inside1), py, destination);
+        return;
     }
     // Without m21, fy * m21 is a zero and px is the same for every span
     // starting at x0, so are all the positions accumulated from it.
@@ -766,14 +765,13 @@ void SwBitmapSampler::SpanAxis(int x0, int x1, int y, unsigned char* destination
 // as SpanAxisRun does, unless it already covers count pixels from there.
 const SwBitmapSampler::ColumnTable* SwBitmapSampler::FindColumnTable(int x0, int count) const {
     for (const ColumnTable& t : columnTables)
-        if (t.count > 0 && t.x0 == x0 && t.count >= count) return t.usable ? &t : nullptr;
+        if (t.count > 0 && t.x0 == x0 && t.count >= count) return &t;
     return nullptr;
 }
 
 template <bool Linear, SwExtend::Proc ExtendX>
 const SwBitmapSampler::ColumnTable* SwBitmapSampler::BuildColumnTable(int x0, int count, float px) const {
-    for (const ColumnTable& t : columnTables)
-        if (t.count > 0 && t.x0 == x0 && t.count >= count) return t.usable ? &t : nullptr;
+    if (const ColumnTable* t = FindColumnTable(x0, count)) return t->usable ? t : nullptr;
     // A start seen only once (a polygon's rows each start elsewhere) is not
     // worth a table: the first span from it takes the general route.
     bool seen = false;

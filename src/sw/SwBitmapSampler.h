@@ -148,8 +148,20 @@ private:
     bool SpanAxisTable(int x0, int count, float px, float py, unsigned char* destination) const;
     template <bool Linear, SwExtend::Proc ExtendX>
     const ColumnTable* BuildColumnTable(int x0, int count, float px) const;
-    // A table built before for spans starting at x0, at least count long.
+    // A table built before for spans starting at x0, at least count long,
+    // usable or not.
     const ColumnTable* FindColumnTable(int x0, int count) const;
+    // Where a span of count pixels from position (px, py) reads whole
+    // columns at a unit step on one row: the row, the first column k, and
+    // the span's part [inside0, inside1) inside the image.
+    struct UnitRun {
+        const unsigned char* row;
+        int k;
+        int inside0;
+        int inside1;
+    };
+    template <bool Linear, SwExtend::Proc ExtendY>
+    bool FindUnitRun(int count, float px, float py, UnitRun* run) const;
     // SpanWords for the routines of SpanAxis over ARGB8p.
     template <bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
     const uint32_t* SpanWordsAxis(int x0, int x1, int y) const;

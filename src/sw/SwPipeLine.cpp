@@ -33,6 +33,22 @@ bool _Overlap(const uint32_t* a, const uint32_t* b, int count) {
     return x < y + size && y < x + size;
 }
 
+// Calls visit(x1, x2, coverage) for each interval of a coverage row that
+// has coverage, cut to the bound. The rasterizer's full count of 64 comes
+// out as 255.
+template <class Visit>
+void _ForEachInterval(const CoverageBuffer& buffer, const Rect<int>& bound, Visit visit) {
+    for (const CoverageBuffer::Span* node = buffer.GetHead(); node->next && node->x != 0x7FFFFFFF;
+         node = node->next) {
+        const int count = node->coverage;
+        if (count == 0) continue;
+        const int next = node->next->x;
+        if (node->x >= bound.right || next <= bound.left) continue;
+        visit(std::max(node->x, bound.left), std::min(next, bound.right),
+              static_cast<unsigned int>(count * 4 - 1) & 0xFFu);
+    }
+}
+
 // A whole number well inside the range where the rasterizer takes
 // coordinates without clipping them first.
 bool _WholeCoordinate(float v) {
@@ -341,17 +357,9 @@ void SwPipeLine::AddCoverage(int y, std::shared_ptr<CoverageBuffer> buffer) {
             const bool solid = fused == Fused::Solid;
             unsigned char* const rowData =
                 static_cast<unsigned char*>(lock.data) + static_cast<std::ptrdiff_t>(lock.stride) * y;
-            for (const CoverageBuffer::Span* node = buffer->GetHead(); node->next && node->x != 0x7FFFFFFF;
-                 node = node->next) {
-                const int count = node->coverage;
-                if (count == 0) continue;
-                const int next = node->next->x;
-                if (node->x >= bound.right || next <= bound.left) continue;
-                // The fused steps read nothing from params, so the span stays
-                // in registers.
-                const int x1 = std::max(node->x, bound.left);
-                const int x2 = std::min(next, bound.right);
-                const unsigned int coverage = static_cast<unsigned int>(count * 4 - 1) & 0xFFu;
+            // The fused steps read nothing from params, so the span stays in
+            // registers.
+            _ForEachInterval(*buffer, bound, [&](int x1, int x2, unsigned int coverage) {
                 if (solid) {
                     uint32_t* const target = reinterpret_cast<uint32_t*>(rowData) + x1;
                     if (x2 - x1 == 1)
@@ -363,22 +371,16 @@ void SwPipeLine::AddCoverage(int y, std::shared_ptr<CoverageBuffer> buffer) {
                 } else {
                     RunFused(lock, y, x1, x2, coverage);
                 }
-            }
+            });
             return;
         }
     }
-    for (const CoverageBuffer::Span* node = buffer->GetHead(); node->next && node->x != 0x7FFFFFFF;
-         node = node->next) {
-        const int count = node->coverage;
-        if (count == 0) continue;
-        const int next = node->next->x;
-        if (node->x >= bound.right || next <= bound.left) continue;
-        p.x1 = std::max(node->x, bound.left);
-        p.x2 = std::min(next, bound.right);
-        // The rasterizer's full count of 64 comes out as 255.
-        p.coverage = static_cast<unsigned char>(count * 4 - 1);
+    _ForEachInterval(*buffer, bound, [&](int x1, int x2, unsigned int coverage) {
+        p.x1 = x1;
+        p.x2 = x2;
+        p.coverage = static_cast<unsigned char>(coverage);
         FillSpan(p);
-    }
+    });
 }
 
 }  // namespace Graphics

@@ -93,7 +93,8 @@ private:
     // the operations of a plain fill.
     template <class Op, class... Args>
     std::shared_ptr<SwOperation> MakeOperation(std::optional<Op>& slot, Args&&... args);
-    // Makes the scratch rows, once.
+    // Makes the scratch rows, once: cleared, unless the caller writes every
+    // word it reads (the fused steps).
     void EnsureScratch(bool zeroed = true);
     // Works out whether the operation list is one that runs fused.
     void ClassifyOperations();
