@@ -110,6 +110,7 @@ public:
                std::shared_ptr<GeometrySink> sink) const;
 
 private:
+    friend struct GeometryAccess;  // the library's own reads of the figures
     std::shared_ptr<Shape> shape;
 };
 

@@ -59,6 +59,19 @@ bool Shape::IsRectangle(const Matrix& matrix, Rect<float>* rect) const {
     return figures.size() == 1 && figures.front()->IsRectangle(matrix, rect);
 }
 
+bool Shape::IsRectangleOf(const Rect<float>& r) const {
+    if (fillRule != FillRule::Winding || figures.size() != 1) return false;
+    const Figure& f = *figures.front();
+    if (!f.closed || f.points.size() != 4 || f.commands.size() != 3) return false;
+    for (std::int32_t command : f.commands)
+        if (command != Figure::Line) return false;
+    const Point<float> corners[4] = {Point<float>(r.left, r.top), Point<float>(r.right, r.top),
+                                     Point<float>(r.right, r.bottom), Point<float>(r.left, r.bottom)};
+    for (int i = 0; i < 4; ++i)
+        if (!(f.points[i].x == corners[i].x && f.points[i].y == corners[i].y)) return false;
+    return true;
+}
+
 bool Shape::IsEqual(const std::shared_ptr<Shape>& other) const {
     if (!other) return false;
     if (figures.empty() || other->figures.empty()) return figures.empty() && other->figures.empty();

@@ -33,6 +33,10 @@ public:
 
     bool GetLastPoint(Point<float>* point) const;
     bool IsRectangle(const Matrix& matrix, Rect<float>* rect) const;
+    // True when the shape is exactly what Geometry::Rectangle(rect) makes:
+    // one closed figure of three lines from the top left corner through
+    // the top right, under the Winding rule.
+    bool IsRectangleOf(const Rect<float>& rect) const;
     bool IsEqual(const std::shared_ptr<Shape>& other) const;
     // The fill rule, then the finished figures in order.
     void SendToSink(const std::shared_ptr<GeometrySink>& sink) const;

@@ -3,6 +3,7 @@
 #include "Graphics/Brush.h"
 #include "Graphics/Geometry.h"
 #include "Graphics/Gradient.h"
+#include "geometry/GeometryAccess.h"
 #include "target/Rotation.h"
 
 #include <algorithm>
@@ -57,6 +58,13 @@ Rect<float> _AdjustRect(const Rect<float>& r) {
     }
     return Rect<float>(static_cast<float>(left), static_cast<float>(top), static_cast<float>(right),
                        static_cast<float>(bottom));
+}
+
+// Under the identity, a rectangle already on whole pixels and made the way
+// _RectangleGeometry makes it would only be replaced by its own copy.
+bool _IsSnappedAlready(const Geometry& geometry, const Matrix& m, const Rect<float>& r, const Rect<float>& snapped) {
+    return m.IsIdentity() && snapped.left == r.left && snapped.top == r.top && snapped.right == r.right &&
+           snapped.bottom == r.bottom && GeometryAccess::GetShape(geometry).IsRectangleOf(r);
 }
 
 std::shared_ptr<Geometry> _RectangleGeometry(const Rect<float>& rect) {
@@ -139,7 +147,12 @@ void RenderTarget::FillGeometry(std::shared_ptr<Geometry> geometry, std::shared_
         const Matrix m = m_Implementation->GetTransform();
         Rect<float> r;
         if (geometry->IsRectangle(m, &r)) {
-            std::shared_ptr<Geometry> snapped = _RectangleGeometry(_AdjustRect(r));
+            const Rect<float> a = _AdjustRect(r);
+            if (_IsSnappedAlready(*geometry, m, r, a)) {
+                m_Implementation->FillGeometry(std::move(geometry), std::move(brush));
+                return;
+            }
+            std::shared_ptr<Geometry> snapped = _RectangleGeometry(a);
             _TransformRestore restore(*m_Implementation, m);
             m_Implementation->SetTransform(Matrix::Identity());
             m_Implementation->FillGeometry(std::move(snapped), std::move(brush));
