@@ -34,6 +34,11 @@ const uint32_t* SwBitmapColorSource::SpanWords(int x0, int x1, int y) {
     return m_Sampler ? m_Sampler->SpanWords(x0, x1, y) : nullptr;
 }
 
+bool SwBitmapColorSource::FillRows(int x0, int x1, int y0, int rows, unsigned char* destination,
+                                   std::ptrdiff_t stride, const void* avoidBegin, const void* avoidEnd) {
+    return m_Sampler && m_Sampler->FillRows(x0, x1, y0, rows, destination, stride, avoidBegin, avoidEnd);
+}
+
 void SwBitmapColorSource::ExpectSpans(int x0, int x1) {
     if (m_Sampler) m_Sampler->ExpectSpans(x0, x1);
 }

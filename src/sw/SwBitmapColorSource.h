@@ -24,6 +24,8 @@ public:
 
     void FillSpan(int x0, int x1, int y, unsigned char* destination) override;
     const uint32_t* SpanWords(int x0, int x1, int y) override;
+    bool FillRows(int x0, int x1, int y0, int rows, unsigned char* destination, std::ptrdiff_t stride,
+                  const void* avoidBegin, const void* avoidEnd) override;
     void ExpectSpans(int x0, int x1) override;
 
     const SwBitmapSampler* GetSampler() const { return m_Sampler.get(); }

@@ -539,6 +539,18 @@ void SwBitmapSampler::ExpectSpans(int x0, int x1) {
     columnStartNext = (columnStartNext + 1) % kColumnTables;
 }
 
+bool SwBitmapSampler::FillRows(int x0, int x1, int y0, int rows, unsigned char* destination, std::ptrdiff_t stride,
+                               const void* avoidBegin, const void* avoidEnd) {
+    if (!rowsProc || x1 <= x0 || rows < 1 || !locked.data || height < 1) return false;
+    // The image's pixels, from its first row to the end of its last.
+    const unsigned char* first = GetRowPointer(0);
+    const unsigned char* last = GetRowPointer(height - 1);
+    const unsigned char* begin = std::min(first, last);
+    const unsigned char* end = std::max(first, last) + 4 * static_cast<ptrdiff_t>(width) + 8;
+    if (static_cast<const void*>(begin) < avoidEnd && avoidBegin < static_cast<const void*>(end)) return false;
+    return (this->*rowsProc)(x0, x1, y0, rows, destination, stride);
+}
+
 const uint32_t* SwBitmapSampler::SpanWords(int x0, int x1, int y) {
     if (!wordsProc || x1 <= x0) return nullptr;
     return (this->*wordsProc)(x0, x1, y);
@@ -654,6 +666,7 @@ void SwBitmapSampler::SelectRoutine() {
     // Without rotation or shear the y position never changes along a span.
     if (matrix.m12 == 0.0f) {
         spanProc = &SwBitmapSampler::SpanAxis<P, Linear, ExtendX, ExtendY>;
+        rowsProc = &SwBitmapSampler::SpanAxisRows<P, Linear, ExtendX, ExtendY>;
         if (std::is_same<P, _ARGB8p>::value) wordsProc = &SwBitmapSampler::SpanWordsAxis<Linear, ExtendX, ExtendY>;
     }
 }
@@ -1012,6 +1025,35 @@ template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
 bool SwBitmapSampler::SpanAxisTable(int x0, int count, float px, float py, unsigned char* destination) const {
     const ColumnTable* table = BuildColumnTable<Linear, ExtendX>(x0, count, px);
     if (!table) return false;
+    SpanFromTable<P, Linear, ExtendX, ExtendY>(*table, count, py, destination);
+    return true;
+}
+
+// Without the unit step (m11 other than 1), a span of two pixels or more
+// from x0 takes SpanAxis's table route on every row when x does not depend
+// on y, and the table route gives what the per-pixel route would: one table
+// serves all the rows. px is the same for every row (fy * m21 is a zero).
+template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
+bool SwBitmapSampler::SpanAxisRows(int x0, int x1, int y0, int rows, unsigned char* destination,
+                                   std::ptrdiff_t stride) const {
+    const int count = x1 - x0;
+    if (matrix.m11 == 1.0f || matrix.m21 != 0.0f || count < 2 || count > kColumnTableLimit) return false;
+    const float fx = static_cast<float>(x0);
+    const float px = static_cast<float>(y0) * matrix.m21 + fx * matrix.m11 + matrix.dx;
+    const ColumnTable* table = BuildColumnTable<Linear, ExtendX>(x0, count, px);
+    if (!table) return false;
+    for (int r = 0; r < rows; ++r) {
+        const float fy = static_cast<float>(y0 + r);
+        const float py = fy * matrix.m22 + fx * matrix.m12 + matrix.dy;
+        SpanFromTable<P, Linear, ExtendX, ExtendY>(*table, count, py, destination + stride * r);
+    }
+    return true;
+}
+
+template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
+void SwBitmapSampler::SpanFromTable(const ColumnTable& columns, int count, float py,
+                                    unsigned char* destination) const {
+    const ColumnTable* table = &columns;
     const uint32_t op = static_cast<uint32_t>(opacity);
     const uint32_t* colors = paletteColors;
     const int32_t* a = table->a;
@@ -1025,7 +1067,7 @@ bool SwBitmapSampler::SpanAxisTable(int x0, int count, float px, float py, unsig
             const uint32_t alpha = std::is_same<P, _ARGB8p>::value ? 0u : 0xFF000000u;
             if (count <= table->consecutive && alpha == 0u) {
                 std::memcpy(destination, row + 4 * static_cast<ptrdiff_t>(a[0]), 4 * static_cast<size_t>(count));
-                return true;
+                return;
             }
 #ifdef GRAPHICS_SAMPLER_SSE2
             const __m128i alphaV = _mm_set1_epi32(static_cast<int>(alpha));
@@ -1047,13 +1089,13 @@ bool SwBitmapSampler::SpanAxisTable(int x0, int count, float px, float py, unsig
                 const uint32_t word = _LoadWord(row + 4 * static_cast<ptrdiff_t>(a[i])) | alpha;
                 std::memcpy(destination + 4 * static_cast<ptrdiff_t>(i), &word, sizeof word);
             }
-            return true;
+            return;
         }
         for (; i < count; ++i) {
             const uint32_t word = P::Finish(P::Get(row, a[i], colors), op);
             std::memcpy(destination + 4 * static_cast<ptrdiff_t>(i), &word, sizeof word);
         }
-        return true;
+        return;
     }
 
     const int32_t* b = table->b;
@@ -1092,7 +1134,6 @@ bool SwBitmapSampler::SpanAxisTable(int x0, int count, float px, float py, unsig
         const uint32_t word = P::Finish(v, op);
         std::memcpy(destination + 4 * static_cast<ptrdiff_t>(i), &word, sizeof word);
     }
-    return true;
 }
 
 // Pixels i0..i1-1 of a span whose pixel i0 lies at (px, py).

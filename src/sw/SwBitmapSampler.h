@@ -72,6 +72,10 @@ public:
     // ARGB8p images at full opacity, drawn at unit scale on whole pixels
     // without rotation, where the span lies wholly inside the image.
     const uint32_t* SpanWords(int x0, int x1, int y) override;
+    // Rectangles of an axis-aligned matrix that is not a unit step across,
+    // through one column table for all their rows.
+    bool FillRows(int x0, int x1, int y0, int rows, unsigned char* destination, std::ptrdiff_t stride,
+                  const void* avoidBegin, const void* avoidEnd) override;
     // Counts x0 as a start already seen, so that the first span from it
     // gets a column table.
     void ExpectSpans(int x0, int x1) override;
@@ -110,6 +114,8 @@ private:
 
     typedef void (SwBitmapSampler::*SpanProc)(int x0, int x1, int y, unsigned char* destination) const;
     typedef const uint32_t* (SwBitmapSampler::*WordsProc)(int x0, int x1, int y) const;
+    typedef bool (SwBitmapSampler::*RowsProc)(int x0, int x1, int y0, int rows, unsigned char* destination,
+                                              std::ptrdiff_t stride) const;
 
     // The routines are templates over a pixel format's reading and
     // conversion (P, defined in the source file) and, for the nearest and
@@ -146,6 +152,13 @@ private:
     // before), the caller then taking the general route.
     template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
     bool SpanAxisTable(int x0, int count, float px, float py, unsigned char* destination) const;
+    // The span of count pixels through a table, on the row of py.
+    template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
+    void SpanFromTable(const ColumnTable& table, int count, float py, unsigned char* destination) const;
+    // FillRows for the matrices of SpanAxis: where every row of the span
+    // would take the table route, the table is found once.
+    template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
+    bool SpanAxisRows(int x0, int x1, int y0, int rows, unsigned char* destination, std::ptrdiff_t stride) const;
     template <bool Linear, SwExtend::Proc ExtendX>
     const ColumnTable* BuildColumnTable(int x0, int count, float px) const;
     // A table built before for spans starting at x0, at least count long,
@@ -191,6 +204,7 @@ private:
     SampleProc sampleProc = &SwBitmapSampler::SampleNone;
     SpanProc spanProc = nullptr;
     WordsProc wordsProc = nullptr;
+    RowsProc rowsProc = nullptr;
     Matrix matrix;
     std::shared_ptr<BitmapBase> bitmap;
     std::shared_ptr<Palette> palette;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -32,6 +33,24 @@ public:
         (void)x1;
         (void)y;
         return nullptr;
+    }
+
+    // The spans from x0 to x1 of rows y0 .. y0 + rows - 1, row r written at
+    // destination + r * stride: the words FillSpan would give row by row.
+    // Returns false, having written nothing, where the source has no faster
+    // way than FillSpan per row, or where it reads memory in
+    // [avoidBegin, avoidEnd) (pixels a caller writes while the rows wait).
+    virtual bool FillRows(int x0, int x1, int y0, int rows, unsigned char* destination, std::ptrdiff_t stride,
+                          const void* avoidBegin, const void* avoidEnd) {
+        (void)x0;
+        (void)x1;
+        (void)y0;
+        (void)rows;
+        (void)destination;
+        (void)stride;
+        (void)avoidBegin;
+        (void)avoidEnd;
+        return false;
     }
 
     // Tells the source that spans from x0 to x1 follow on many rows, so

@@ -20,10 +20,14 @@
 #include <algorithm>
 #include <typeinfo>
 #include <utility>
+#include <vector>
 
 namespace Graphics {
 
 namespace {
+
+// Words in the block of rows that RunFusedRows fills at once: 16 KB.
+const int kRowBlockWords = 4096;
 
 // Whether count words from a and from b share any byte.
 bool _Overlap(const uint32_t* a, const uint32_t* b, int count) {
@@ -265,6 +269,41 @@ void SwPipeLine::RunFused(const LockedData& lock, int y, int x1, int x2, unsigne
     }
 }
 
+bool SwPipeLine::RunFusedRows(const LockedData& lock, int y1, int y2, int x1, int x2) {
+    const int count = x2 - x1;
+    if (count <= 0 || y2 <= y1) return false;
+    // Words that lie in memory already are read there, row by row.
+    if (count >= 16 && fusedSource->SpanWords(x1, x2, y1)) return false;
+    unsigned char* const base = static_cast<unsigned char*>(lock.data);
+    const std::ptrdiff_t stride = lock.stride;
+    // The source must not read what the rectangle writes: a row read ahead
+    // would miss what the rows before it put there.
+    const unsigned char* const first = base + stride * y1 + 4 * static_cast<std::ptrdiff_t>(x1);
+    const unsigned char* const last = base + stride * (y2 - 1) + 4 * static_cast<std::ptrdiff_t>(x1);
+    const void* const avoidBegin = std::min(first, last);
+    const void* const avoidEnd = std::max(first, last) + 4 * static_cast<std::ptrdiff_t>(count);
+    // A block of rows that stays in the first-level cache until composed;
+    // one per thread, kept from fill to fill.
+    const int perBlock = std::max(1, std::min(y2 - y1, kRowBlockWords / count));
+    thread_local std::vector<uint32_t> block;
+    if (block.size() < static_cast<std::size_t>(perBlock) * static_cast<std::size_t>(count))
+        block.resize(static_cast<std::size_t>(perBlock) * static_cast<std::size_t>(count));
+    for (int y = y1; y < y2; y += perBlock) {
+        const int rows = std::min(perBlock, y2 - y);
+        if (!fusedSource->FillRows(x1, x2, y, rows, reinterpret_cast<unsigned char*>(block.data()),
+                                   4 * static_cast<std::ptrdiff_t>(count), avoidBegin, avoidEnd)) {
+            if (y == y1) return false;
+            for (; y < y2; ++y) RunFused(lock, y, x1, x2, 255);
+            return true;
+        }
+        for (int r = 0; r < rows; ++r)
+            SwBasicCompositeNormalOp::ComposeSpanUniform(
+                reinterpret_cast<uint32_t*>(base + stride * (y + r)) + x1,
+                block.data() + static_cast<std::ptrdiff_t>(r) * count, 255, count);
+    }
+    return true;
+}
+
 std::vector<SwOperation*> SwPipeLine::GetOperations() const {
     std::vector<SwOperation*> sequence;
     sequence.reserve(operations.size());
@@ -327,7 +366,13 @@ void SwPipeLine::AddRectangle(int left, int top, int right, int bottom) {
     TargetLock lock(*this);
     if (fused != Fused::None && context.targetLock.data) {
         const int y1 = std::max(top, bound.top);
-        if (fused == Fused::Uniform && y2 - y1 > 1) fusedSource->ExpectSpans(params.x1, params.x2);
+        if (fused == Fused::Uniform && y2 - y1 > 1) {
+            fusedSource->ExpectSpans(params.x1, params.x2);
+            if (RunFusedRows(context.targetLock, y1, y2, params.x1, params.x2)) {
+                params.y = y2 - 1;
+                return;
+            }
+        }
         for (int y = y1; y < y2; ++y) {
             params.y = y;
             RunFused(context.targetLock, y, params.x1, params.x2, 255);

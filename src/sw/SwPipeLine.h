@@ -101,6 +101,10 @@ private:
     // What RunOperations does for one span, in one step, while the colour
     // target is locked.
     void RunFused(const LockedData& lock, int y, int x1, int x2, unsigned int coverage);
+    // Rows y1 .. y2 - 1 of a whole rectangle under a uniform fused step, the
+    // source asked for several rows at once; false, having done nothing,
+    // where the source cannot give them so.
+    bool RunFusedRows(const LockedData& lock, int y1, int y2, int x1, int x2);
     // Keeps spans inside a plane that is smaller than the rectangle, and off
     // a plane whose pixels are too small for the operation that reads it.
     void FitBoundTo(const BitmapBase& bitmap, int bytesPerPixel);

@@ -380,6 +380,18 @@ TEST(SwBitmapSamplerTest, SpansMatchAccumulatedSamples) {
             // Where the words are said to lie in the image, they must be these.
             if (const uint32_t* words = sampler.SpanWords(x0, x1, y))
                 r.Compare("words", Words(words, words + (x1 - x0)), reference);
+            // Rows filled at once must be the rows' spans, each on its own row.
+            const int rows = Int(random, 1, 4);
+            Words block(static_cast<size_t>((x1 - x0) * rows), 0xDEADBEEFu);
+            if (sampler.FillRows(x0, x1, y, rows, reinterpret_cast<unsigned char*>(block.data()), 4 * (x1 - x0),
+                                 nullptr, nullptr)) {
+                Words spans;
+                for (int k = 0; k < rows; ++k) {
+                    const Words row = Span(sampler, x0, x1, y + k);
+                    spans.insert(spans.end(), row.begin(), row.end());
+                }
+                r.Compare("rows", block, spans);
+            }
         }
     }));
 }

@@ -44,3 +44,17 @@ TEST(ImageAtUnitScale, ImageDrawnOntoItselfReadsEachRowBeforeWritingIt) {
     for (int y = 0; y < 4; ++y)
         for (int x = 0; x < 32; ++x) ASSERT_EQ(canvas->At(x, y), before[y * 32 + x - (x >= 4 ? 3 : 0)]) << x << "," << y;
 }
+
+// The same for a scaled image, whose rows a rectangle may gather ahead of
+// composing them: here each row reads the row just painted above it, so
+// row y shows row 0 with its columns halved y times.
+TEST(ImageAtUnitScale, ScaledImageDrawnOntoItselfReadsEachRowAfterTheRowAbove) {
+    auto canvas = Image(32, 6, 9);
+    const std::vector<unsigned int> before = canvas->Words();
+    auto brush = std::make_shared<BitmapBrush>(canvas->bitmap);
+    brush->SetInterpolationMode(InterpolationMode::Nearest);
+    brush->SetTransform(Matrix(2, 0, 0, 1, 0, 1));
+    canvas->target.FillRectangle(Rect<float>(0, 1, 32, 6), brush);
+    for (int y = 0; y < 6; ++y)
+        for (int x = 0; x < 32; ++x) ASSERT_EQ(canvas->At(x, y), before[x >> y]) << x << "," << y;
+}
