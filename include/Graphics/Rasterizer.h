@@ -134,6 +134,13 @@ public:
     // across which that side goes from no coverage to full coverage.
     virtual void AddTrapezoid(float top, float topLeft, float topRight, float bottom, float bottomLeft,
                               float bottomRight, float leftFeather, float rightFeather) = 0;
+    // Pixel rows y .. y + count - 1 all have the coverage of the buffer, as
+    // consecutive AddCoverage calls would give it: by default that is what
+    // happens. A sink may paint them in another order where that gives the
+    // same pixels.
+    virtual void AddCoverageRows(int y, int count, std::shared_ptr<CoverageBuffer> buffer) {
+        for (int k = 0; k < count; ++k) AddCoverage(y + k, buffer);
+    }
 };
 
 // Scan-converts the geometry under the transform into the sink, 8 by 8

@@ -433,18 +433,17 @@ void Rasterizer::RasterizeEdges(int y0, int y1) {
             AddScans(rows);
             y += rows - 1;
             if (((y + 1) & 7) == 0) {
-                sink->AddCoverage(y >> 3, coverage);
+                int repeats = 0;
                 if (rows == 8 && !trapezoids) {
                     // The whole pixel row came from one stationary list.
                     // Further rows that the same list covers whole, with no
                     // edge starting or ending in them, have the very same
-                    // coverage: the buffer goes out again as it is.
+                    // coverage: the buffer goes out for all of them at once.
                     const int limit = std::min(std::min(event, firstEnd), y1);
-                    while (y + 9 <= limit) {
-                        y += 8;
-                        sink->AddCoverage(y >> 3, coverage);
-                    }
+                    if (limit - y - 1 >= 8) repeats = (limit - y - 1) / 8;
                 }
+                sink->AddCoverageRows(y >> 3, 1 + repeats, coverage);
+                y += 8 * repeats;
                 coverage->Reset();
             }
 

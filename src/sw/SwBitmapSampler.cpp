@@ -973,8 +973,13 @@ __attribute__((target("avx2"))) int _LinearTablePairsAvx2(const int32_t* a, cons
     const __m256i wyv = _mm256_set1_epi16(static_cast<short>(wy));
     const __m256i wyInverse = _mm256_sub_epi16(w257, wyv);
     const __m256i alpha = _mm256_set1_epi32(std::is_same<P, _ARGB8p>::value ? 0 : static_cast<int>(0xFF000000u));
-    int i = 0;
-    for (; i + 8 <= count; i += 8) {
+    // Groups of eight pixels; the last few pixels go as the end of one more
+    // group, overlapping the one before: each pixel depends on its own table
+    // entries only.
+    int next = 0;
+    while (next + 8 <= count || (next < count && count >= 8)) {
+        const int i = next + 8 <= count ? next : count - 8;
+        next = i + 8;
         // Over consecutive columns the eight pixels and their neighbours are
         // two plain loads; pixels 0, 1, 4, 5 then sit in the low halves of
         // the lanes, just as _LoadPairs8 arranges them.
@@ -1016,6 +1021,7 @@ __attribute__((target("avx2"))) int _LinearTablePairsAvx2(const int32_t* a, cons
         const __m256i v = _mm256_or_si256(_mm256_packus_epi16(lo, hi), alpha);
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(destination + 4 * static_cast<ptrdiff_t>(i)), v);
     }
+    const int i = next;
     return i + _LinearTableRun<P, true>(a + i, b + i, weight + i, count - i, row0, row1, wy, 256u, colors,
                                         destination + 4 * static_cast<ptrdiff_t>(i));
 }
@@ -1037,8 +1043,20 @@ template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
 bool SwBitmapSampler::SpanAxisRows(int x0, int x1, int y0, int rows, unsigned char* destination,
                                    std::ptrdiff_t stride) const {
     const int count = x1 - x0;
-    if (matrix.m11 == 1.0f || matrix.m21 != 0.0f || count < 2 || count > kColumnTableLimit) return false;
     const float fx = static_cast<float>(x0);
+    if (count == 1) {
+        // A lone pixel per row is one sample, at the position SpanAxis takes.
+        for (int r = 0; r < rows; ++r) {
+            const float fy = static_cast<float>(y0 + r);
+            const Point<float> p(fy * matrix.m21 + fx * matrix.m11 + matrix.dx,
+                                 fy * matrix.m22 + fx * matrix.m12 + matrix.dy);
+            const uint32_t word =
+                Linear ? SampleLinear<P, ExtendX, ExtendY>(p) : SampleNearest<P, ExtendX, ExtendY>(p);
+            std::memcpy(destination + stride * r, &word, sizeof word);
+        }
+        return true;
+    }
+    if (matrix.m11 == 1.0f || matrix.m21 != 0.0f || count > kColumnTableLimit) return false;
     const float px = static_cast<float>(y0) * matrix.m21 + fx * matrix.m11 + matrix.dx;
     const ColumnTable* table = BuildColumnTable<Linear, ExtendX>(x0, count, px);
     if (!table) return false;

@@ -72,8 +72,9 @@ public:
     // ARGB8p images at full opacity, drawn at unit scale on whole pixels
     // without rotation, where the span lies wholly inside the image.
     const uint32_t* SpanWords(int x0, int x1, int y) override;
-    // Rectangles of an axis-aligned matrix that is not a unit step across,
-    // through one column table for all their rows.
+    // Rows of an axis-aligned matrix: lone columns as one sample per row, and
+    // longer spans, where the step across is not one, through one column
+    // table for all the rows.
     bool FillRows(int x0, int x1, int y0, int rows, unsigned char* destination, std::ptrdiff_t stride,
                   const void* avoidBegin, const void* avoidEnd) override;
     // Counts x0 as a start already seen, so that the first span from it

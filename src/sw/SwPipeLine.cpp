@@ -304,6 +304,86 @@ bool SwPipeLine::RunFusedRows(const LockedData& lock, int y1, int y2, int x1, in
     return true;
 }
 
+void SwPipeLine::AddCoverageRows(int y, int count, std::shared_ptr<CoverageBuffer> buffer) {
+    if (count > 1 && buffer && fused == Fused::Uniform && plainTarget) {
+        const int y1 = std::max(y, bound.top);
+        const int y2 = static_cast<int>(std::min<long long>(static_cast<long long>(y) + count, bound.bottom));
+        if (y2 - y1 > 1) {
+            if (!plainLock.data)
+                plainLock = static_cast<SysMemBitmap&>(*colorTarget).SysMemBitmap::Lock(nullptr, LockMode::ReadWrite);
+            const LockedData lock = plainLock;
+            if (lock.data) {
+                RowLock row(context, lock);
+                if (RunFusedCoverageRows(lock, y1, y2, *buffer)) return;
+            }
+        }
+    }
+    for (int k = 0; k < count; ++k) AddCoverage(y + k, buffer);
+}
+
+bool SwPipeLine::RunFusedCoverageRows(const LockedData& lock, int y1, int y2, const CoverageBuffer& buffer) {
+    struct Interval {
+        int x1, x2;
+        unsigned int coverage;
+    };
+    boost::container::small_vector<Interval, 8> intervals;
+    _ForEachInterval(buffer, bound, [&](int x1, int x2, unsigned int coverage) {
+        if (x2 > x1) intervals.push_back(Interval{x1, x2, coverage});
+    });
+    if (intervals.empty()) return true;
+    unsigned char* const base = static_cast<unsigned char*>(lock.data);
+    const std::ptrdiff_t stride = lock.stride;
+    // The source must not read what these rows write: a row read ahead
+    // would miss what the rows before it put there. Once the source has
+    // filled rows it has shown that it reads none of them, and the order of
+    // the rest is free.
+    const int left = intervals.front().x1;
+    const int right = intervals.back().x2;
+    const unsigned char* const first = base + stride * y1 + 4 * static_cast<std::ptrdiff_t>(left);
+    const unsigned char* const last = base + stride * (y2 - 1) + 4 * static_cast<std::ptrdiff_t>(left);
+    const void* const avoidBegin = std::min(first, last);
+    const void* const avoidEnd = std::max(first, last) + 4 * static_cast<std::ptrdiff_t>(right - left);
+    thread_local std::vector<uint32_t> block;
+    bool filled = false;
+    for (const Interval& interval : intervals) {
+        const int count = interval.x2 - interval.x1;
+        // Words that lie in memory already are read there, row by row.
+        if (count >= 16 && fusedSource->SpanWords(interval.x1, interval.x2, y1)) {
+            if (!filled) return false;
+            for (int y = y1; y < y2; ++y) RunFused(lock, y, interval.x1, interval.x2, interval.coverage);
+            continue;
+        }
+        const int perBlock = std::max(1, std::min(y2 - y1, kRowBlockWords / count));
+        if (block.size() < static_cast<std::size_t>(perBlock) * static_cast<std::size_t>(count))
+            block.resize(static_cast<std::size_t>(perBlock) * static_cast<std::size_t>(count));
+        for (int y = y1; y < y2; y += perBlock) {
+            const int rows = std::min(perBlock, y2 - y);
+            if (!fusedSource->FillRows(interval.x1, interval.x2, y, rows,
+                                       reinterpret_cast<unsigned char*>(block.data()),
+                                       4 * static_cast<std::ptrdiff_t>(count), avoidBegin, avoidEnd)) {
+                if (!filled) return false;
+                for (int k = y; k < y + rows; ++k) RunFused(lock, k, interval.x1, interval.x2, interval.coverage);
+                continue;
+            }
+            filled = true;
+            if (count == 1) {
+                // The partly covered column beside an edge: too short to pay
+                // for a call per pixel.
+                for (int r = 0; r < rows; ++r)
+                    SwBasicCompositeNormalOp::ComposePixel(
+                        reinterpret_cast<uint32_t*>(base + stride * (y + r)) + interval.x1, block[r],
+                        interval.coverage);
+                continue;
+            }
+            for (int r = 0; r < rows; ++r)
+                SwBasicCompositeNormalOp::ComposeSpanUniform(
+                    reinterpret_cast<uint32_t*>(base + stride * (y + r)) + interval.x1,
+                    block.data() + static_cast<std::ptrdiff_t>(r) * count, interval.coverage, count);
+        }
+    }
+    return true;
+}
+
 std::vector<SwOperation*> SwPipeLine::GetOperations() const {
     std::vector<SwOperation*> sequence;
     sequence.reserve(operations.size());

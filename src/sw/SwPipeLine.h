@@ -37,6 +37,7 @@ public:
     ~SwPipeLine() override;
 
     void AddCoverage(int y, std::shared_ptr<CoverageBuffer> buffer) override;
+    void AddCoverageRows(int y, int count, std::shared_ptr<CoverageBuffer> buffer) override;
     void AddRectangle(int left, int top, int right, int bottom) override;
     bool CanAcceptTrapezoids() const override { return false; }
     void AddTrapezoid(float, float, float, float, float, float, float, float) override {}
@@ -105,6 +106,10 @@ private:
     // source asked for several rows at once; false, having done nothing,
     // where the source cannot give them so.
     bool RunFusedRows(const LockedData& lock, int y1, int y2, int x1, int x2);
+    // Rows y1 .. y2 - 1 of one coverage row under a uniform fused step,
+    // interval by interval, the source asked for several rows at once;
+    // false, having done nothing, where it cannot give the first ones so.
+    bool RunFusedCoverageRows(const LockedData& lock, int y1, int y2, const CoverageBuffer& buffer);
     // Keeps spans inside a plane that is smaller than the rectangle, and off
     // a plane whose pixels are too small for the operation that reads it.
     void FitBoundTo(const BitmapBase& bitmap, int bytesPerPixel);
