@@ -163,12 +163,9 @@ void Rasterizer::SetFillRule(FillRule::Enum rule) { fillRule = rule; }
 // limit from piling up points.
 void Rasterizer::AppendPoint(const Point<float>& point) {
     if (point.x != point.x || point.y != point.y) return;
-    const int x = TransformToFixed(point.x);
-    const int y = TransformToFixed(point.y);
-    if (!points.empty() && points.back().x == x && points.back().y == y) return;
-    // Built in place: a point assembled on the stack and copied as one
-    // 64-bit word would wait for its two halves to be stored first.
-    points.emplace_back(x, y);
+    const Point<int> fixed(TransformToFixed(point.x), TransformToFixed(point.y));
+    if (!points.empty() && points.back() == fixed) return;
+    points.push_back(fixed);
 }
 
 void Rasterizer::AcceptPoint(const Point<float>& point) { AppendPoint(point); }

@@ -26,7 +26,7 @@ namespace Graphics {
 
 namespace {
 
-// Words in the block of rows that RunFusedRows fills at once: 16 KB.
+// Words in the block of rows that RunFusedBlocks fills at once: 16 KB.
 const int kRowBlockWords = 4096;
 
 // Whether count words from a and from b share any byte.
@@ -269,83 +269,36 @@ void SwPipeLine::RunFused(const LockedData& lock, int y, int x1, int x2, unsigne
     }
 }
 
-bool SwPipeLine::RunFusedRows(const LockedData& lock, int y1, int y2, int x1, int x2) {
-    const int count = x2 - x1;
-    if (count <= 0 || y2 <= y1) return false;
-    // Words that lie in memory already are read there, row by row.
-    if (count >= 16 && fusedSource->SpanWords(x1, x2, y1)) return false;
-    unsigned char* const base = static_cast<unsigned char*>(lock.data);
-    const std::ptrdiff_t stride = lock.stride;
-    // The source must not read what the rectangle writes: a row read ahead
-    // would miss what the rows before it put there.
-    const unsigned char* const first = base + stride * y1 + 4 * static_cast<std::ptrdiff_t>(x1);
-    const unsigned char* const last = base + stride * (y2 - 1) + 4 * static_cast<std::ptrdiff_t>(x1);
-    const void* const avoidBegin = std::min(first, last);
-    const void* const avoidEnd = std::max(first, last) + 4 * static_cast<std::ptrdiff_t>(count);
-    // A block of rows that stays in the first-level cache until composed;
-    // one per thread, kept from fill to fill.
-    const int perBlock = std::max(1, std::min(y2 - y1, kRowBlockWords / count));
-    thread_local std::vector<uint32_t> block;
-    if (block.size() < static_cast<std::size_t>(perBlock) * static_cast<std::size_t>(count))
-        block.resize(static_cast<std::size_t>(perBlock) * static_cast<std::size_t>(count));
-    for (int y = y1; y < y2; y += perBlock) {
-        const int rows = std::min(perBlock, y2 - y);
-        if (!fusedSource->FillRows(x1, x2, y, rows, reinterpret_cast<unsigned char*>(block.data()),
-                                   4 * static_cast<std::ptrdiff_t>(count), avoidBegin, avoidEnd)) {
-            if (y == y1) return false;
-            for (; y < y2; ++y) RunFused(lock, y, x1, x2, 255);
-            return true;
-        }
-        for (int r = 0; r < rows; ++r)
-            SwBasicCompositeNormalOp::ComposeSpanUniform(
-                reinterpret_cast<uint32_t*>(base + stride * (y + r)) + x1,
-                block.data() + static_cast<std::ptrdiff_t>(r) * count, 255, count);
-    }
-    return true;
+LockedData SwPipeLine::PlainLock() {
+    // A system-memory bitmap's lock only works out where its pixels are and
+    // its unlock does nothing; the pixels do not move while a fill runs, so
+    // it is worked out once per fill.
+    if (!plainLock.data)
+        plainLock = static_cast<SysMemBitmap&>(*colorTarget).SysMemBitmap::Lock(nullptr, LockMode::ReadWrite);
+    return plainLock;
 }
 
-void SwPipeLine::AddCoverageRows(int y, int count, std::shared_ptr<CoverageBuffer> buffer) {
-    if (count > 1 && buffer && fused == Fused::Uniform && plainTarget) {
-        const int y1 = std::max(y, bound.top);
-        const int y2 = static_cast<int>(std::min<long long>(static_cast<long long>(y) + count, bound.bottom));
-        if (y2 - y1 > 1) {
-            if (!plainLock.data)
-                plainLock = static_cast<SysMemBitmap&>(*colorTarget).SysMemBitmap::Lock(nullptr, LockMode::ReadWrite);
-            const LockedData lock = plainLock;
-            if (lock.data) {
-                RowLock row(context, lock);
-                if (RunFusedCoverageRows(lock, y1, y2, *buffer)) return;
-            }
-        }
-    }
-    for (int k = 0; k < count; ++k) AddCoverage(y + k, buffer);
-}
-
-bool SwPipeLine::RunFusedCoverageRows(const LockedData& lock, int y1, int y2, const CoverageBuffer& buffer) {
-    struct Interval {
-        int x1, x2;
-        unsigned int coverage;
-    };
-    boost::container::small_vector<Interval, 8> intervals;
-    _ForEachInterval(buffer, bound, [&](int x1, int x2, unsigned int coverage) {
-        if (x2 > x1) intervals.push_back(Interval{x1, x2, coverage});
-    });
-    if (intervals.empty()) return true;
+bool SwPipeLine::RunFusedBlocks(const LockedData& lock, int y1, int y2, const FusedInterval* intervals,
+                                std::size_t n) {
+    if (n == 0 || y2 <= y1) return n == 0;
     unsigned char* const base = static_cast<unsigned char*>(lock.data);
     const std::ptrdiff_t stride = lock.stride;
     // The source must not read what these rows write: a row read ahead
     // would miss what the rows before it put there. Once the source has
     // filled rows it has shown that it reads none of them, and the order of
     // the rest is free.
-    const int left = intervals.front().x1;
-    const int right = intervals.back().x2;
+    const int left = intervals[0].x1;
+    const int right = intervals[n - 1].x2;
     const unsigned char* const first = base + stride * y1 + 4 * static_cast<std::ptrdiff_t>(left);
     const unsigned char* const last = base + stride * (y2 - 1) + 4 * static_cast<std::ptrdiff_t>(left);
     const void* const avoidBegin = std::min(first, last);
     const void* const avoidEnd = std::max(first, last) + 4 * static_cast<std::ptrdiff_t>(right - left);
+    // A block of rows that stays in the first-level cache until composed;
+    // one per thread, kept from fill to fill.
     thread_local std::vector<uint32_t> block;
     bool filled = false;
-    for (const Interval& interval : intervals) {
+    for (std::size_t i = 0; i < n; ++i) {
+        const FusedInterval& interval = intervals[i];
         const int count = interval.x2 - interval.x1;
         // Words that lie in memory already are read there, row by row.
         if (count >= 16 && fusedSource->SpanWords(interval.x1, interval.x2, y1)) {
@@ -366,22 +319,36 @@ bool SwPipeLine::RunFusedCoverageRows(const LockedData& lock, int y1, int y2, co
                 continue;
             }
             filled = true;
-            if (count == 1) {
-                // The partly covered column beside an edge: too short to pay
-                // for a call per pixel.
-                for (int r = 0; r < rows; ++r)
-                    SwBasicCompositeNormalOp::ComposePixel(
-                        reinterpret_cast<uint32_t*>(base + stride * (y + r)) + interval.x1, block[r],
-                        interval.coverage);
-                continue;
+            for (int r = 0; r < rows; ++r) {
+                uint32_t* const target = reinterpret_cast<uint32_t*>(base + stride * (y + r)) + interval.x1;
+                if (count == 1)
+                    // The partly covered column beside an edge: too short
+                    // to pay for a call per pixel.
+                    SwBasicCompositeNormalOp::ComposePixel(target, block[r], interval.coverage);
+                else
+                    SwBasicCompositeNormalOp::ComposeSpanUniform(
+                        target, block.data() + static_cast<std::ptrdiff_t>(r) * count, interval.coverage, count);
             }
-            for (int r = 0; r < rows; ++r)
-                SwBasicCompositeNormalOp::ComposeSpanUniform(
-                    reinterpret_cast<uint32_t*>(base + stride * (y + r)) + interval.x1,
-                    block.data() + static_cast<std::ptrdiff_t>(r) * count, interval.coverage, count);
         }
     }
     return true;
+}
+
+void SwPipeLine::AddCoverageRows(int y, int count, std::shared_ptr<CoverageBuffer> buffer) {
+    if (count > 1 && buffer && fused == Fused::Uniform && plainTarget) {
+        const int y1 = std::max(y, bound.top);
+        const int y2 = static_cast<int>(std::min<long long>(static_cast<long long>(y) + count, bound.bottom));
+        const LockedData lock = y2 - y1 > 1 ? PlainLock() : LockedData();
+        if (lock.data) {
+            RowLock row(context, lock);
+            boost::container::small_vector<FusedInterval, 8> intervals;
+            _ForEachInterval(*buffer, bound, [&](int x1, int x2, unsigned int coverage) {
+                if (x2 > x1) intervals.push_back(FusedInterval{x1, x2, coverage});
+            });
+            if (RunFusedBlocks(lock, y1, y2, intervals.data(), intervals.size())) return;
+        }
+    }
+    for (int k = 0; k < count; ++k) AddCoverage(y + k, buffer);
 }
 
 std::vector<SwOperation*> SwPipeLine::GetOperations() const {
@@ -448,7 +415,8 @@ void SwPipeLine::AddRectangle(int left, int top, int right, int bottom) {
         const int y1 = std::max(top, bound.top);
         if (fused == Fused::Uniform && y2 - y1 > 1) {
             fusedSource->ExpectSpans(params.x1, params.x2);
-            if (RunFusedRows(context.targetLock, y1, y2, params.x1, params.x2)) {
+            const FusedInterval whole{params.x1, params.x2, 255};
+            if (params.x2 > params.x1 && RunFusedBlocks(context.targetLock, y1, y2, &whole, 1)) {
                 params.y = y2 - 1;
                 return;
             }
@@ -470,13 +438,9 @@ void SwPipeLine::AddCoverage(int y, std::shared_ptr<CoverageBuffer> buffer) {
     Params p;
     p.y = y;
     if (fused != Fused::None && plainTarget) {
-        // A system-memory bitmap's lock only works out where its pixels are
-        // and its unlock does nothing, so one lock for the whole row gives
-        // what a lock per interval would, without the calls.
-        // Worked out once per fill: the pixels do not move while it runs.
-        if (!plainLock.data)
-            plainLock = static_cast<SysMemBitmap&>(*colorTarget).SysMemBitmap::Lock(nullptr, LockMode::ReadWrite);
-        const LockedData lock = plainLock;
+        // One lock for the whole row gives what a lock per interval would,
+        // without the calls.
+        const LockedData lock = PlainLock();
         if (lock.data) {
             RowLock row(context, lock);
             const bool solid = fused == Fused::Solid;

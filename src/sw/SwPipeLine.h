@@ -102,14 +102,18 @@ private:
     // What RunOperations does for one span, in one step, while the colour
     // target is locked.
     void RunFused(const LockedData& lock, int y, int x1, int x2, unsigned int coverage);
-    // Rows y1 .. y2 - 1 of a whole rectangle under a uniform fused step, the
-    // source asked for several rows at once; false, having done nothing,
-    // where the source cannot give them so.
-    bool RunFusedRows(const LockedData& lock, int y1, int y2, int x1, int x2);
-    // Rows y1 .. y2 - 1 of one coverage row under a uniform fused step,
-    // interval by interval, the source asked for several rows at once;
-    // false, having done nothing, where it cannot give the first ones so.
-    bool RunFusedCoverageRows(const LockedData& lock, int y1, int y2, const CoverageBuffer& buffer);
+    // An interval of a row, x2 above x1, and its coverage.
+    struct FusedInterval {
+        int x1, x2;
+        unsigned int coverage;
+    };
+    // Rows y1 .. y2 - 1 that share their intervals (sorted by x), under a
+    // uniform fused step: interval by interval, the source asked for several
+    // rows at once. False, having done nothing, where it cannot give the
+    // first ones so.
+    bool RunFusedBlocks(const LockedData& lock, int y1, int y2, const FusedInterval* intervals, std::size_t n);
+    // Where the pixels of a plain colour target are.
+    LockedData PlainLock();
     // Keeps spans inside a plane that is smaller than the rectangle, and off
     // a plane whose pixels are too small for the operation that reads it.
     void FitBoundTo(const BitmapBase& bitmap, int bytesPerPixel);
