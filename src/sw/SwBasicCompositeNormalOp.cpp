@@ -145,12 +145,12 @@ void SwBasicCompositeNormalOp::ComposeSpanUniform(uint32_t* target, const uint32
     for (; i < count; ++i) ComposePixel(target + i, color[i], s);
 }
 
-void SwBasicCompositeNormalOp::ComposeConstant(uint32_t* target, uint32_t w, unsigned int s, int count) {
-    if (s == 0 || (w >> 24) == 0 || count <= 0) return;
-    // The scaled word and the target's factor are the same for every pixel.
-    if (s < 255) w = ScaleColor(w, s + 1);
-    const uint32_t a = w >> 24;
-    if (a == 255) {
+namespace {
+
+// The run of ComposeConstant once the scaled word w and the target's factor
+// f = 255 - alpha of w are known; w has alpha above 0.
+inline void _ConstantRun(uint32_t* target, uint32_t w, uint32_t f, int count) {
+    if (f == 0) {
         // Scale(t, 0) + w is w, and an empty target takes w as well.
         if (count < 4) {
             target[0] = w;
@@ -161,7 +161,6 @@ void SwBasicCompositeNormalOp::ComposeConstant(uint32_t* target, uint32_t w, uns
         for (int i = 0; i < count; ++i) target[i] = w;
         return;
     }
-    const uint32_t f = 255 - a;
     if (count < 4) {
         // The partly covered ends of a stroke or an edge: too short for the
         // vector loops to pay for setting them up.
@@ -208,6 +207,33 @@ void SwBasicCompositeNormalOp::ComposeConstant(uint32_t* target, uint32_t w, uns
         const uint32_t t = target[i];
         target[i] = (t >> 24) == 0 ? w : ScaleColor(t, f) + w;
     }
+}
+
+}  // namespace
+
+void SwBasicCompositeNormalOp::ComposeConstant(uint32_t* target, uint32_t w, unsigned int s, int count) {
+    if (s == 0 || (w >> 24) == 0 || count <= 0) return;
+    // The scaled word and the target's factor are the same for every pixel.
+    if (s < 255) w = ScaleColor(w, s + 1);
+    _ConstantRun(target, w, 255 - (w >> 24), count);
+}
+
+void SwBasicCompositeNormalOp::ComposeConstantRows(uint32_t* target, std::ptrdiff_t stride, uint32_t w,
+                                                   unsigned int s, int count, int rows) {
+    if (s == 0 || (w >> 24) == 0 || count <= 0) return;
+    if (s < 255) w = ScaleColor(w, s + 1);
+    const uint32_t f = 255 - (w >> 24);
+    unsigned char* row = reinterpret_cast<unsigned char*>(target);
+    if (count == 1) {
+        // The column beside a stationary edge: one pixel a row.
+        for (int r = 0; r < rows; ++r, row += stride) {
+            uint32_t* const p = reinterpret_cast<uint32_t*>(row);
+            const uint32_t t = *p;
+            *p = (t >> 24) == 0 ? w : ScaleColor(t, f) + w;
+        }
+        return;
+    }
+    for (int r = 0; r < rows; ++r, row += stride) _ConstantRun(reinterpret_cast<uint32_t*>(row), w, f, count);
 }
 
 void SwBasicCompositeNormalOp::operator()(OperationContext& context) {

@@ -3,6 +3,8 @@
 #include "core/PackedColor.h"
 #include "sw/SwOperation.h"
 
+#include <cstddef>
+
 namespace Graphics {
 
 // Source over, in Normal mode, on a plain target: the inner loop of the
@@ -32,6 +34,9 @@ public:
     // The same where, in addition, every pixel has colour word w: what
     // ComposeSpan gives for a colour row filled with w.
     static void ComposeConstant(uint32_t* target, uint32_t w, unsigned int s, int count);
+    // ComposeConstant on rows of the same span, stride bytes apart.
+    static void ComposeConstantRows(uint32_t* target, std::ptrdiff_t stride, uint32_t w, unsigned int s, int count,
+                                    int rows);
 };
 
 }  // namespace Graphics

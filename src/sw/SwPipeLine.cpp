@@ -335,10 +335,24 @@ bool SwPipeLine::RunFusedBlocks(const LockedData& lock, int y1, int y2, const Fu
 }
 
 void SwPipeLine::AddCoverageRows(int y, int count, std::shared_ptr<CoverageBuffer> buffer) {
-    if (count > 1 && buffer && fused == Fused::Uniform && plainTarget) {
+    if (count > 1 && buffer && fused != Fused::None && plainTarget) {
         const int y1 = std::max(y, bound.top);
         const int y2 = static_cast<int>(std::min<long long>(static_cast<long long>(y) + count, bound.bottom));
         const LockedData lock = y2 - y1 > 1 ? PlainLock() : LockedData();
+        if (lock.data && fused == Fused::Solid) {
+            // Each pixel depends on itself alone, so the rows can be taken
+            // column by column: one walk of the list for all of them.
+            RowLock row(context, lock);
+            unsigned char* const first =
+                static_cast<unsigned char*>(lock.data) + static_cast<std::ptrdiff_t>(lock.stride) * y1;
+            _ForEachInterval(*buffer, bound, [&](int x1, int x2, unsigned int coverage) {
+                if (x2 > x1)
+                    SwBasicCompositeNormalOp::ComposeConstantRows(reinterpret_cast<uint32_t*>(first) + x1,
+                                                                  lock.stride, fusedColor, coverage, x2 - x1,
+                                                                  y2 - y1);
+            });
+            return;
+        }
         if (lock.data) {
             RowLock row(context, lock);
             boost::container::small_vector<FusedInterval, 8> intervals;
