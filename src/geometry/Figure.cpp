@@ -17,12 +17,6 @@ void Figure::Reset() {
     closed = false;
 }
 
-void Figure::LineTo(const Point<float>& p) {
-    if (!points.empty() && points.back().x == p.x && points.back().y == p.y) return;
-    commands.push_back(Line);
-    points.push_back(p);
-}
-
 void Figure::CurveTo(const Point<float>& c1, const Point<float>& c2, const Point<float>& p) {
     commands.push_back(Curve);
     points.push_back(c1);
@@ -72,12 +66,15 @@ void Figure::JoinFigure(const std::shared_ptr<Figure>& other) {
 }
 
 void Figure::JoinFigureReverse(const std::shared_ptr<Figure>& other) {
-    if (!other || other->points.empty()) return;
-    if (other.get() == this) {
-        JoinFigureReverse(std::make_shared<Figure>(*this));
+    if (other) JoinFigureReverse(*other);
+}
+
+void Figure::JoinFigureReverse(const Figure& o) {
+    if (o.points.empty()) return;
+    if (&o == this) {
+        JoinFigureReverse(Figure(*this));
         return;
     }
-    const Figure& o = *other;
     if (points.empty())
         StartAt(o.points.front());
     else

@@ -187,7 +187,11 @@ public:
     void Close() { closed = true; }
 
     // Nothing when p is exactly the last point.
-    void LineTo(const Point<float>& p);
+    void LineTo(const Point<float>& p) {
+        if (!points.empty() && points.back().x == p.x && points.back().y == p.y) return;
+        commands.push_back(Line);
+        points.push_back(p);
+    }
     // Always appended, even when every point coincides.
     void CurveTo(const Point<float>& c1, const Point<float>& c2, const Point<float>& p);
     // Nothing when p is exactly the first point; else p becomes the new start.
@@ -201,6 +205,7 @@ public:
     // Puts other, reversed, ahead of this figure. Meant for figures of lines:
     // the point block of a curve keeps its stored order.
     void JoinFigureReverse(const std::shared_ptr<Figure>& other);
+    void JoinFigureReverse(const Figure& other);
 
     bool GetStartPoint(Point<float>* point) const;
     // A closed figure ends where it started.

@@ -130,7 +130,9 @@ void Geometry::Transform(const Matrix& matrix, std::shared_ptr<GeometrySink> sin
 void Geometry::Widen(float width, const StrokeParameters& parameters, float tolerance,
                      std::shared_ptr<GeometrySink> sink) const {
     if (!sink || IsEmpty()) return;
-    shape->SendToSink(std::make_shared<Widener>(tolerance, width, parameters, sink));
+    // Lives for the call only; nothing keeps the widener after it.
+    Widener widener(tolerance, width, parameters, std::move(sink));
+    shape->SendToSink(std::shared_ptr<GeometrySink>(std::shared_ptr<GeometrySink>(), &widener));
 }
 
 }  // namespace Graphics

@@ -89,25 +89,24 @@ void Pen::AdvanceTo(const Point<float>& p, bool joinHere) {
     // the current point is the start point; asking only for the sides keeps a
     // figure that starts at NaN (which equals nothing) from reaching the
     // joins without them.
-    if (!left || !right) {
-        left = std::make_shared<Figure>();
-        right = std::make_shared<Figure>();
-        left->StartAt(l0);
-        right->StartAt(r0);
+    if (!hasSides) {
+        hasSides = true;
+        left.StartAt(l0);
+        right.StartAt(r0);
         secondPoint = p;
     } else {
         if (joinHere) {
             // The path reversed for the left side: only the outer side of the
             // turn gets a join.
-            DoJoin(join, p, currentPoint, previousPoint, *left);
-            DoJoin(join, previousPoint, currentPoint, p, *right);
+            DoJoin(join, p, currentPoint, previousPoint, left);
+            DoJoin(join, previousPoint, currentPoint, p, right);
         }
         // No trimming on the inner side: the offset lines cross there.
-        left->LineTo(l0);
-        right->LineTo(r0);
+        left.LineTo(l0);
+        right.LineTo(r0);
     }
-    left->LineTo(Point<float>(p.x + o.x, p.y + o.y));
-    right->LineTo(Point<float>(p.x - o.x, p.y - o.y));
+    left.LineTo(Point<float>(p.x + o.x, p.y + o.y));
+    right.LineTo(Point<float>(p.x - o.x, p.y - o.y));
 
     previousPoint = currentPoint;
     currentPoint = p;
@@ -242,28 +241,24 @@ void Pen::DoRoundCap(const Point<float>& a, const Point<float>& b, bool reverse,
 }
 
 void Pen::FinishOpenFigure() {
-    DoCap(cap, secondPoint, startPoint, true, *left);
-    DoCap(cap, previousPoint, currentPoint, false, *right);
+    DoCap(cap, secondPoint, startPoint, true, left);
+    DoCap(cap, previousPoint, currentPoint, false, right);
 
-    std::shared_ptr<Figure> outline = std::move(left);
-    std::shared_ptr<Figure> other = std::move(right);
-    left.reset();
-    right.reset();
-    outline->JoinFigureReverse(other);
-    other.reset();
-    outline->Close();
-    outline->SendToSink(sink);
+    hasSides = false;
+    left.JoinFigureReverse(right);
+    left.Close();
+    left.SendToSink(sink);
 }
 
 void Pen::EndFigure() {
-    if (left && right)
+    if (hasSides)
         FinishOpenFigure();
     else
         ProcessDegenerateSegment();
 }
 
 void Pen::EndFigureClose() {
-    if (!left || !right) {
+    if (!hasSides) {
         ProcessDegenerateSegment();
         return;
     }
@@ -271,25 +266,21 @@ void Pen::EndFigureClose() {
     // The closing segment, with its join at the old current point.
     LineTo(startPoint);
     // The join at the seam; after it both sides have all their points.
-    DoJoin(join, secondPoint, currentPoint, previousPoint, *left);
-    DoJoin(join, previousPoint, currentPoint, secondPoint, *right);
+    DoJoin(join, secondPoint, currentPoint, previousPoint, left);
+    DoJoin(join, previousPoint, currentPoint, secondPoint, right);
 
-    std::shared_ptr<Figure> outer = std::move(left);
-    std::shared_ptr<Figure> inner = std::move(right);
-    left.reset();
-    right.reset();
-    outer->Close();
-    inner->Close();
-    outer->SendToSink(sink);
-    outer.reset();
+    hasSides = false;
+    left.Close();
+    left.SendToSink(sink);
 
     // The other side runs the opposite way round, so that the Winding fill
-    // leaves the ring open in the middle.
-    Figure reversed;
-    reversed.JoinFigureReverse(inner);
-    reversed.Close();
-    inner.reset();
-    reversed.SendToSink(sink);
+    // leaves the ring open in the middle. A side never holds the same point
+    // twice in a row, so the reversed side is its points last to first.
+    if (!sink) return;
+    const std::size_t count = right.points.size();
+    sink->BeginFigure(right.points[count - 1]);
+    for (std::size_t i = count - 1; i > 0; --i) sink->LineTo(right.points[i - 1]);
+    sink->EndFigureClose();
 }
 
 void Pen::ProcessDegenerateSegment() {
@@ -297,10 +288,9 @@ void Pen::ProcessDegenerateSegment() {
 
     // A dot: both caps of a short vertical segment through the current point,
     // with both sides starting at the centre.
-    left = std::make_shared<Figure>();
-    right = std::make_shared<Figure>();
-    left->StartAt(currentPoint);
-    right->StartAt(currentPoint);
+    hasSides = true;
+    left.StartAt(currentPoint);
+    right.StartAt(currentPoint);
     secondPoint = Point<float>(startPoint.x, startPoint.y + 1.0f);
     previousPoint = Point<float>(currentPoint.x, currentPoint.y - 1.0f);
     FinishOpenFigure();

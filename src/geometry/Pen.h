@@ -1,12 +1,11 @@
 #pragma once
 
 #include "Graphics/Geometry.h"
+#include "geometry/Figure.h"
 
 #include <memory>
 
 namespace Graphics {
-
-class Figure;
 
 // Offsets a path by half the width on both sides and sends, per figure, the
 // outline that covers the stroke when filled with the Winding rule. Joins are
@@ -86,8 +85,11 @@ private:
     Point<float> secondPoint;
     Point<float> previousPoint;
     Point<float> currentPoint;
-    std::shared_ptr<Figure> left;
-    std::shared_ptr<Figure> right;
+    // The two sides of the present figure, kept from figure to figure for
+    // their room; they hold a figure's points exactly while hasSides.
+    Figure left;
+    Figure right;
+    bool hasSides = false;
     std::shared_ptr<GeometrySink> sink;
     unsigned long roundChordsLeft = MaxRoundChords;
 };

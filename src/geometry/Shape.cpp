@@ -14,6 +14,8 @@ void Shape::SetFillRule(FillRule::Enum rule) { fillRule = rule; }
 
 void Shape::BeginFigure(const Point<float>& point) {
     if (activeFigure) EndFigure();
+    // Room for the two figures of a stroke's outline at once.
+    if (figures.empty()) figures.reserve(2);
     activeFigure = std::make_shared<Figure>();
     activeFigure->StartAt(point);
     boundCalculator.BeginFigure(point);

@@ -9,13 +9,14 @@
 namespace Graphics {
 
 Widener::Widener(float tolerance, float width, const StrokeParameters& parameters,
-                 std::shared_ptr<GeometrySink> sink) {
-    std::shared_ptr<GeometrySink> pen = std::make_shared<Pen>(tolerance, width, parameters.cap, parameters.join,
-                                                              parameters.miterLimit, std::move(sink));
-    head = pen;
+                 std::shared_ptr<GeometrySink> sink)
+    : pen(tolerance, width, parameters.cap, parameters.join, parameters.miterLimit, std::move(sink)),
+      // The pen lives as long as the widener, and so does the dasher that
+      // holds on to it.
+      head(std::shared_ptr<GeometrySink>(), &pen) {
     if (!parameters.dashes.empty()) {
         try {
-            head = std::make_shared<Dasher>(tolerance, parameters.dashes, parameters.dashOffset, pen);
+            head = std::make_shared<Dasher>(tolerance, parameters.dashes, parameters.dashOffset, head);
         } catch (const Exception&) {
             // Already logged; the stroke stays solid.
         }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Graphics/Geometry.h"
+#include "geometry/Pen.h"
 
 #include <memory>
 
@@ -23,6 +24,8 @@ public:
     void CurveTo(const Point<float>& control1, const Point<float>& control2, const Point<float>& end) override;
 
 private:
+    Pen pen;
+    // The pen, or a Dasher in front of it.
     std::shared_ptr<GeometrySink> head;
 };
 

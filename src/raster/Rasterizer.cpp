@@ -101,14 +101,6 @@ Rasterizer::Edge* Rasterizer::NewEdge() {
     return edge;
 }
 
-int Rasterizer::TransformToFixed(float value) {
-    const float fixed = value * 128.0f;
-    if (fixed >= static_cast<float>(m_FixedLimit)) return m_FixedLimit;
-    if (fixed <= -static_cast<float>(m_FixedLimit)) return -m_FixedLimit;
-    if (fixed != fixed) return 0;
-    return static_cast<int>(fixed);
-}
-
 Rasterizer::Rasterizer(const Rect<float>& clip_, float tolerance_, bool adjustRectangles_,
                        std::shared_ptr<RasterizationSink> sink_)
     : scratch(_TakeScratch()),
@@ -218,7 +210,7 @@ void Rasterizer::InitializeEdges() {
     yMax = std::min(yMax, bottom);
 }
 
-void Rasterizer::AddEdge(const Point<int>& from, const Point<int>& to, int top, int bottom) {
+bool Rasterizer::SetUpEdge(const Point<int>& from, const Point<int>& to, int top, int bottom, Edge& edge) {
     int xt = from.x, yt = from.y, xb = to.x, yb = to.y;
     int dy = yb - yt;
     int direction = 1;
@@ -230,7 +222,7 @@ void Rasterizer::AddEdge(const Point<int>& from, const Point<int>& to, int top, 
     }
     const int s = yt >> 4;
     const int e = yb >> 4;
-    if (s == e || s >= bottom || e <= top) return;
+    if (s == e || s >= bottom || e <= top) return false;
 
     const int dx = xb - xt;
     const int q = _FloorDiv(dx, dy);
@@ -256,24 +248,42 @@ void Rasterizer::AddEdge(const Point<int>& from, const Point<int>& to, int top, 
         xt += 7;
     }
 
-    Edge* edge = NewEdge();
-    edge->next = nullptr;
-    edge->ySubStart = s;
-    edge->ySubEnd = e;
-    edge->xSub = xt >> 4;
-    edge->slopeInt = q;
-    edge->errorTerm = error >> 4;
-    edge->errorUp = r;
-    edge->errorDown = dy;
-    edge->windingDirection = direction;
+    edge.next = nullptr;
+    edge.ySubStart = s;
+    edge.ySubEnd = e;
+    edge.xSub = xt >> 4;
+    edge.slopeInt = q;
+    edge.errorTerm = error >> 4;
+    edge.errorUp = r;
+    edge.errorDown = dy;
+    edge.windingDirection = direction;
     const int n = top - s;
     if (n > 0) {
-        _SkipEdge(edge, n);
-        edge->ySubStart = top;
+        _SkipEdge(&edge, n);
+        edge.ySubStart = top;
     }
+    return true;
+}
+
+void Rasterizer::SkipEdge(Edge& edge, int n) { _SkipEdge(&edge, n); }
+
+void Rasterizer::StepEdge(Edge& edge) {
+    edge.xSub += edge.slopeInt;
+    edge.errorTerm += edge.errorUp;
+    if (edge.errorTerm >= 0) {
+        edge.xSub += 1;
+        edge.errorTerm -= edge.errorDown;
+    }
+}
+
+void Rasterizer::AddEdge(const Point<int>& from, const Point<int>& to, int top, int bottom) {
+    Edge made;
+    if (!SetUpEdge(from, to, top, bottom, made)) return;
+    Edge* edge = NewEdge();
+    *edge = made;
     yMin = std::min(yMin, edge->ySubStart);
     yMax = std::max(yMax, edge->ySubEnd);
-    if (q != 0 || r != 0) hasSlopedEdge = true;
+    if (edge->slopeInt != 0 || edge->errorUp != 0) hasSlopedEdge = true;
     edges.push_back(edge);
 }
 
@@ -449,12 +459,7 @@ void Rasterizer::RasterizeEdges(int y0, int y1) {
             int lastX = _IntMin;
             while (Edge* edge = previous->next) {
                 if (edge->ySubEnd > y + 1) {
-                    edge->xSub += edge->slopeInt;
-                    edge->errorTerm += edge->errorUp;
-                    if (edge->errorTerm >= 0) {
-                        edge->xSub += 1;
-                        edge->errorTerm -= edge->errorDown;
-                    }
+                    StepEdge(*edge);
                     if (edge->xSub < lastX) unsorted = true;
                     lastX = edge->xSub;
                     previous = edge;

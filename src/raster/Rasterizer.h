@@ -47,7 +47,22 @@ public:
 
     // Device coordinate to 1/128 pixel, truncating toward zero. Beyond the
     // limit the value saturates; a NaN gives 0.
-    static int TransformToFixed(float value);
+    static int TransformToFixed(float value) {
+        const float fixed = value * 128.0f;
+        if (fixed >= static_cast<float>(m_FixedLimit)) return m_FixedLimit;
+        if (fixed <= -static_cast<float>(m_FixedLimit)) return -m_FixedLimit;
+        if (fixed != fixed) return 0;
+        return static_cast<int>(fixed);
+    }
+    // Where an edge is after n more sample rows, the same as n steps.
+    static void SkipEdge(Edge& edge, int n);
+
+    // The edge from one fixed point to another, set up on the first of its
+    // sample rows at or below top (sample rows); false for a line that gives
+    // no edge: one within a sample row, or wholly above top or from bottom on.
+    static bool SetUpEdge(const Point<int>& from, const Point<int>& to, int top, int bottom, Edge& edge);
+    // One sample row down.
+    static void StepEdge(Edge& edge);
 
     Rasterizer(const Rect<float>& clip, float tolerance, bool adjustRectangles,
                std::shared_ptr<RasterizationSink> sink);

@@ -3,6 +3,7 @@
 #include "bitmap/SysMemBitmap.h"
 #include "core/CpuInfo.h"
 #include "core/FpuState.h"
+#include "raster/StrokedRectangle.h"
 #include "sw/ShapeFilleOp.h"
 #include "sw/SwBasicCompositeNormalOp.h"
 #include "sw/SwBasicCompositeNormalSSE2Op.h"
@@ -399,8 +400,12 @@ void SwPipeLine::Execute() {
     const Rect<float> clip(static_cast<float>(bound.left), static_cast<float>(bound.top),
                            static_cast<float>(bound.right), static_cast<float>(bound.bottom));
     // Borrowed for the call: the rasterizer keeps no reference.
-    RasterizeGeometry(geometry, transform, clip, adjustRectangles,
-                      std::shared_ptr<RasterizationSink>(std::shared_ptr<RasterizationSink>(), this));
+    const std::shared_ptr<RasterizationSink> self(std::shared_ptr<RasterizationSink>(), this);
+    // A single colour paints each pixel by its coverage alone, so a stroked
+    // rectangle may come as the plain ring it covers.
+    if (fused == Fused::Solid && RasterizeStrokedRectangle(*geometry, transform, clip, adjustRectangles, self))
+        return;
+    RasterizeGeometry(geometry, transform, clip, adjustRectangles, self);
 }
 
 void SwPipeLine::RunOperations() {
