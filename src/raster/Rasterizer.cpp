@@ -265,7 +265,11 @@ bool Rasterizer::SetUpEdge(const Point<int>& from, const Point<int>& to, int top
     return true;
 }
 
-void Rasterizer::SkipEdge(Edge& edge, int n) { _SkipEdge(&edge, n); }
+int Rasterizer::ColumnAfter(const Edge& edge, int n) {
+    int64_t x = edge.xSub, error = edge.errorTerm;
+    _Skip(edge, n, x, error);
+    return static_cast<int>(x);
+}
 
 void Rasterizer::StepEdge(Edge& edge) {
     edge.xSub += edge.slopeInt;

@@ -54,8 +54,9 @@ public:
         if (fixed != fixed) return 0;
         return static_cast<int>(fixed);
     }
-    // Where an edge is after n more sample rows, the same as n steps.
-    static void SkipEdge(Edge& edge, int n);
+    // The column an edge reaches after n more sample rows, as n steps
+    // would take it there.
+    static int ColumnAfter(const Edge& edge, int n);
 
     // The edge from one fixed point to another, set up on the first of its
     // sample rows at or below top (sample rows); false for a line that gives

@@ -36,7 +36,7 @@ bool _Ordered(int a, int b, int c, int d) { return (a < b && b < c && c < d) || 
 
 // A point where the rasterizer would have it, or false when it lies beyond
 // the reach.
-bool _ToFixed(const Matrix& m, bool identity, const Point<float>& p, Point<int>* fixed) {
+inline bool _ToFixed(const Matrix& m, bool identity, const Point<float>& p, Point<int>* fixed) {
     const Point<float> d = identity ? p : Transformer::Map(m, p);
     if (!(std::fabs(d.x) < _Reach && std::fabs(d.y) < _Reach)) return false;
     *fixed = Point<int>(Rasterizer::TransformToFixed(d.x), Rasterizer::TransformToFixed(d.y));
@@ -82,9 +82,14 @@ bool RasterizeStrokedRectangle(const Geometry& geometry, const Matrix& transform
     if (!_Ordered(xc0, xi0, xi1, xc1) || !_Ordered(yc0, yi0, yi1, yc1)) return false;
     const Point<int> p[8] = {Point<int>(xc0, yi0), Point<int>(xc1, yi0), Point<int>(xi1, yc0), Point<int>(xi1, yc1),
                              Point<int>(xc1, yi1), Point<int>(xc0, yi1), Point<int>(xi0, yc1), Point<int>(xi0, yc0)};
-    Point<int> q[_MostOuterPoints];
-    for (std::size_t i = 0; i < outerCount; ++i)
-        if (!_ToFixed(transform, identity, outer.points[i], &q[i])) return false;
+    // Plain numbers, left unset past outerCount.
+    int qx[_MostOuterPoints], qy[_MostOuterPoints];
+    for (std::size_t i = 0; i < outerCount; ++i) {
+        Point<int> fixed;
+        if (!_ToFixed(transform, identity, outer.points[i], &fixed)) return false;
+        qx[i] = fixed.x;
+        qy[i] = fixed.y;
+    }
 
     // Nothing at or beyond the clip's sides, where the rasterizer folds runs
     // of points into one edge.
@@ -92,7 +97,7 @@ bool RasterizeStrokedRectangle(const Geometry& geometry, const Matrix& transform
                               Rasterizer::TransformToFixed(clip.right), Rasterizer::TransformToFixed(clip.bottom));
     if (!(std::min(xc0, xc1) > fixedClip.left && std::max(xc0, xc1) < fixedClip.right)) return false;
     for (std::size_t i = 0; i < outerCount; ++i)
-        if (!(q[i].x > fixedClip.left && q[i].x < fixedClip.right)) return false;
+        if (!(qx[i] > fixedClip.left && qx[i] < fixedClip.right)) return false;
     const int top = fixedClip.top >> 4;
     const int bottom = (fixedClip.bottom + 15) >> 4;
 
@@ -113,8 +118,8 @@ bool RasterizeStrokedRectangle(const Geometry& geometry, const Matrix& transform
     Edge left, right;
     int found = 0;
     for (std::size_t i = 0; i < outerCount; ++i) {
-        const Point<int>& from = q[i];
-        const Point<int>& to = q[i + 1 == outerCount ? 0 : i + 1];
+        const std::size_t j = i + 1 == outerCount ? 0 : i + 1;
+        const Point<int> from(qx[i], qy[i]), to(qx[j], qy[j]);
         const int s = std::min(from.y, to.y) >> 4;
         const int e = std::max(from.y, to.y) >> 4;
         if (s == e || e <= u0 || s >= u1) continue;
@@ -145,9 +150,7 @@ bool RasterizeStrokedRectangle(const Geometry& geometry, const Matrix& transform
         if (line.windingDirection + side.windingDirection != 0) return false;
         const int rows = std::min(line.ySubEnd, bottom) - line.ySubStart;
         if (rows <= 0) continue;
-        Edge last = line;
-        Rasterizer::SkipEdge(last, rows - 1);
-        for (const int x : {line.xSub, last.xSub}) {
+        for (const int x : {line.xSub, Rasterizer::ColumnAfter(line, rows - 1)}) {
             if (x == side.xSub) continue;
             const bool lineFirst = x < side.xSub;
             const int added = lineFirst ? line.windingDirection : side.windingDirection;
@@ -170,7 +173,25 @@ bool RasterizeStrokedRectangle(const Geometry& geometry, const Matrix& transform
     head->LineTo(Point<float>(a[2].x, a[4].y));
     head->LineTo(Point<float>(a[7].x, a[4].y));
     head->EndFigureClose();
-    outer.SendToSink(head);
+    // The outer figure, less the points inside a straight run along a
+    // column or a row: pieces of a run down one column add up, row by row,
+    // to a single edge from its first point to its last, and a run along a
+    // row gives no edge at all. A point where a column turns back stays, so
+    // that the figure keeps its top and bottom rows.
+    head->BeginFigure(outer.points[0]);
+    std::size_t kept = 0;
+    for (std::size_t i = 1; i < outerCount; ++i) {
+        if (i + 1 < outerCount) {
+            const std::size_t n = i + 1;
+            const bool column = qx[kept] == qx[i] && qx[i] == qx[n] &&
+                                ((qy[kept] <= qy[i] && qy[i] <= qy[n]) || (qy[kept] >= qy[i] && qy[i] >= qy[n]));
+            const bool row = qy[kept] == qy[i] && qy[i] == qy[n];
+            if (column || row) continue;
+        }
+        head->LineTo(outer.points[i]);
+        kept = i;
+    }
+    head->EndFigureClose();
     rasterizer.EndGeometry();
     return true;
 }

@@ -22,9 +22,11 @@ namespace Graphics {
 // the outer figure crosses the rows of the triangles with just two vertical
 // edges that enclose them, three sample columns clear of them (the stepping
 // of an edge never strays that far from the edge), and with the winding that
-// the triangles add to. The coverage of every pixel then comes out the same;
-// only where two edges meet at one x may a row be split into two runs of equal
-// coverage instead of one, which a sink painting a single colour cannot tell.
+// the triangles add to. Straight runs of the outer figure go as single
+// edges. The coverage of every pixel, and the rows reported, then come out
+// the same; only where two edges meet at one x may a row be split into two
+// runs of equal coverage instead of one, which a sink painting a single
+// colour cannot tell.
 //
 // Returns false, having done nothing, when the geometry is not such an
 // outline or any of the checks fails; the caller then rasterizes it as it is.

@@ -89,6 +89,20 @@ TEST(StrokedRectangle, MatchesTheOutlineItReplacesPixelForPixel) {
     }
     // Most of these are outlines it can vouch for.
     EXPECT_GT(taken, cases / 2);
+
+    // An outer figure with a spike that runs up a column and partly back,
+    // above the rows of the crossings.
+    auto spiked = std::make_shared<Geometry>();
+    Polyline(*spiked, {{10.3f, 21.6f}, {18.3f, 21.6f}, {17.3f, 20.6f}, {17.3f, 28.6f}, {18.3f, 27.6f},
+                       {10.3f, 27.6f}, {11.3f, 28.6f}, {11.3f, 20.6f}});
+    Polyline(*spiked, {{9.3f, 19.6f}, {9.3f, 29.6f}, {19.3f, 29.6f}, {19.3f, 19.6f}, {15.0f, 19.6f}, {15.0f, 16.2f},
+                       {15.0f, 18.1f}, {15.0f, 19.6f}});
+    const Rect<float> clip(0.0f, 0.0f, 64.0f, 64.0f);
+    auto expected = std::make_shared<RecordingRasterSink>();
+    RasterizeGeometry(spiked, Matrix::Identity(), clip, false, expected);
+    auto plain = std::make_shared<RecordingRasterSink>();
+    ASSERT_TRUE(RasterizeStrokedRectangle(*spiked, Matrix::Identity(), clip, false, plain));
+    EXPECT_TRUE(Paint(*plain) == Paint(*expected));
 }
 
 TEST(StrokedRectangle, DeclinesOutlinesItCannotVouchFor) {
