@@ -10,15 +10,6 @@
 
 namespace Graphics {
 
-namespace {
-
-// Beyond this many pixels either way, paths are clipped before they reach the
-// fixed-point arithmetic: 4164480 fixed units, so that the difference of two
-// clipped coordinates stays below 2^23.
-const float _StripLimit = 32535.0f;
-const float _Tolerance = 0.25f;
-
-}  // namespace
 
 std::shared_ptr<GeometrySink> MakeRasterizationChain(const Geometry& geometry, const Matrix& transform,
                                                      std::shared_ptr<Rasterizer> rasterizer) {
@@ -26,11 +17,11 @@ std::shared_ptr<GeometrySink> MakeRasterizationChain(const Geometry& geometry, c
     // The tests are uneven on purpose: a left side exactly at the limit
     // needs no clipper, a right side exactly at it does.
     const Rect<float> bound = geometry.GetBound(transform);
-    if (-_StripLimit > bound.left || bound.right >= _StripLimit)
-        head = std::make_shared<StripClipper>(StripOrientation::Vertical, -_StripLimit, _StripLimit, _Tolerance, head);
-    if (-_StripLimit > bound.top || bound.bottom >= _StripLimit)
+    if (-kStripLimit > bound.left || bound.right >= kStripLimit)
+        head = std::make_shared<StripClipper>(StripOrientation::Vertical, -kStripLimit, kStripLimit, kRasterTolerance, head);
+    if (-kStripLimit > bound.top || bound.bottom >= kStripLimit)
         head =
-            std::make_shared<StripClipper>(StripOrientation::Horizontal, -_StripLimit, _StripLimit, _Tolerance, head);
+            std::make_shared<StripClipper>(StripOrientation::Horizontal, -kStripLimit, kStripLimit, kRasterTolerance, head);
     if (!transform.IsIdentity()) head = std::make_shared<Transformer>(transform, head);
     return head;
 }
@@ -40,27 +31,37 @@ void RasterizeGeometry(std::shared_ptr<Geometry> geometry, const Matrix& transfo
     if (!geometry || !sink) return;
     FpuState fpuState;
 
-    // The stages live only for this call and nobody keeps them, so they stay
-    // on the stack; the pointers handed down the chain own nothing.
-    Rasterizer rasterizer(clip, _Tolerance, adjustRectangles, std::move(sink));
-    const std::shared_ptr<Rasterizer> last(std::shared_ptr<Rasterizer>(), &rasterizer);
     const Rect<float> bound = geometry->GetBound(transform);
-    const bool clipX = -_StripLimit > bound.left || bound.right >= _StripLimit;
-    const bool clipY = -_StripLimit > bound.top || bound.bottom >= _StripLimit;
+    const bool clipX = -kStripLimit > bound.left || bound.right >= kStripLimit;
+    const bool clipY = -kStripLimit > bound.top || bound.bottom >= kStripLimit;
     if (clipX || clipY) {
         // Far-reaching paths are rare: the general chain serves them.
+        Rasterizer rasterizer(clip, kRasterTolerance, adjustRectangles, std::move(sink));
+        const std::shared_ptr<Rasterizer> last(std::shared_ptr<Rasterizer>(), &rasterizer);
         const std::shared_ptr<GeometrySink> head = MakeRasterizationChain(*geometry, transform, last);
         rasterizer.BeginGeometry();
         geometry->SendToSink(head);
         rasterizer.EndGeometry();
         return;
     }
+    RasterizeWithinReach(transform, clip, adjustRectangles, std::move(sink),
+                         [&](const std::shared_ptr<GeometrySink>& head) { geometry->SendToSink(head); });
+}
+
+void RasterizeWithinReach(const Matrix& transform, const Rect<float>& clip, bool adjustRectangles,
+                          std::shared_ptr<RasterizationSink> sink,
+                          const std::function<void(const std::shared_ptr<GeometrySink>&)>& send) {
+    FpuState fpuState;
+    // The stages live only for this call and nobody keeps them, so they stay
+    // on the stack; the pointers handed down the chain own nothing.
+    Rasterizer rasterizer(clip, kRasterTolerance, adjustRectangles, std::move(sink));
+    const std::shared_ptr<GeometrySink> last(std::shared_ptr<Rasterizer>(), &rasterizer);
     rasterizer.BeginGeometry();
     if (transform.IsIdentity()) {
-        geometry->SendToSink(last);
+        send(last);
     } else {
         Transformer transformer(transform, last);
-        geometry->SendToSink(std::shared_ptr<GeometrySink>(std::shared_ptr<GeometrySink>(), &transformer));
+        send(std::shared_ptr<GeometrySink>(std::shared_ptr<GeometrySink>(), &transformer));
     }
     rasterizer.EndGeometry();
 }

@@ -6,6 +6,7 @@
 
 #include <boost/pool/object_pool.hpp>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -145,6 +146,20 @@ private:
     std::shared_ptr<CoverageBuffer> coverage;
     std::shared_ptr<RasterizationSink> sink;
 };
+
+// The flattening tolerance of every rasterization, in device pixels.
+constexpr float kRasterTolerance = 0.25f;
+// Beyond this many pixels either way, paths are clipped before they reach the
+// fixed-point arithmetic: 4164480 fixed units, so that the difference of two
+// clipped coordinates stays below 2^23.
+constexpr float kStripLimit = 32535.0f;
+
+// What RasterizeGeometry does for a path within kStripLimit on both axes:
+// send gives the path to the sink it is handed, a Transformer in front of a
+// rasterizer, or the rasterizer itself under the identity.
+void RasterizeWithinReach(const Matrix& transform, const Rect<float>& clip, bool adjustRectangles,
+                          std::shared_ptr<RasterizationSink> sink,
+                          const std::function<void(const std::shared_ptr<GeometrySink>&)>& send);
 
 // The chain of stages that RasterizeGeometry runs a geometry through, ending
 // in the rasterizer: a Transformer unless the transform is the identity, then

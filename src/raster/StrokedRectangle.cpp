@@ -1,6 +1,5 @@
 #include "raster/StrokedRectangle.h"
 
-#include "core/FpuState.h"
 #include "geometry/Figure.h"
 #include "geometry/GeometryAccess.h"
 #include "geometry/Transformer.h"
@@ -14,10 +13,6 @@ namespace Graphics {
 
 namespace {
 
-// As RasterizeGeometry: the flattening tolerance, and a reach well inside the
-// range it takes without clipping the path first.
-const float _Tolerance = 0.25f;
-const float _Reach = 32000.0f;
 // An outer edge with more points than a mitred or bevelled corner gives is
 // some other shape.
 const std::size_t _MostOuterPoints = 16;
@@ -34,11 +29,11 @@ bool _ClosedPolygon(const Figure& figure) {
 
 bool _Ordered(int a, int b, int c, int d) { return (a < b && b < c && c < d) || (a > b && b > c && c > d); }
 
-// A point where the rasterizer would have it, or false when it lies beyond
-// the reach.
+// A point where the rasterizer would have it, or false when it lies where
+// the path would be clipped first.
 inline bool _ToFixed(const Matrix& m, bool identity, const Point<float>& p, Point<int>* fixed) {
     const Point<float> d = identity ? p : Transformer::Map(m, p);
-    if (!(std::fabs(d.x) < _Reach && std::fabs(d.y) < _Reach)) return false;
+    if (!(std::fabs(d.x) < kStripLimit && std::fabs(d.y) < kStripLimit)) return false;
     *fixed = Point<int>(Rasterizer::TransformToFixed(d.x), Rasterizer::TransformToFixed(d.y));
     return true;
 }
@@ -159,40 +154,35 @@ bool RasterizeStrokedRectangle(const Geometry& geometry, const Matrix& transform
         }
     }
 
-    FpuState fpuState;
-    Rasterizer rasterizer(clip, _Tolerance, adjustRectangles, sink);
-    const std::shared_ptr<GeometrySink> last(std::shared_ptr<Rasterizer>(), &rasterizer);
-    Transformer transformer(transform, last);
-    const std::shared_ptr<GeometrySink> head =
-        identity ? last : std::shared_ptr<GeometrySink>(std::shared_ptr<GeometrySink>(), &transformer);
-    rasterizer.BeginGeometry();
-    head->SetFillRule(FillRule::Winding);
-    // The plain rectangle, the way round the inner figure runs.
-    head->BeginFigure(Point<float>(a[7].x, a[0].y));
-    head->LineTo(Point<float>(a[2].x, a[0].y));
-    head->LineTo(Point<float>(a[2].x, a[4].y));
-    head->LineTo(Point<float>(a[7].x, a[4].y));
-    head->EndFigureClose();
-    // The outer figure, less the points inside a straight run along a
-    // column or a row: pieces of a run down one column add up, row by row,
-    // to a single edge from its first point to its last, and a run along a
-    // row gives no edge at all. A point where a column turns back stays, so
-    // that the figure keeps its top and bottom rows.
-    head->BeginFigure(outer.points[0]);
-    std::size_t kept = 0;
-    for (std::size_t i = 1; i < outerCount; ++i) {
-        if (i + 1 < outerCount) {
-            const std::size_t n = i + 1;
-            const bool column = qx[kept] == qx[i] && qx[i] == qx[n] &&
-                                ((qy[kept] <= qy[i] && qy[i] <= qy[n]) || (qy[kept] >= qy[i] && qy[i] >= qy[n]));
-            const bool row = qy[kept] == qy[i] && qy[i] == qy[n];
-            if (column || row) continue;
+    RasterizeWithinReach(transform, clip, adjustRectangles, sink, [&](const std::shared_ptr<GeometrySink>& head) {
+        head->SetFillRule(FillRule::Winding);
+        // The plain rectangle, the way round the inner figure runs.
+        head->BeginFigure(Point<float>(a[7].x, a[0].y));
+        head->LineTo(Point<float>(a[2].x, a[0].y));
+        head->LineTo(Point<float>(a[2].x, a[4].y));
+        head->LineTo(Point<float>(a[7].x, a[4].y));
+        head->EndFigureClose();
+        // The outer figure, less the points inside a straight run along a
+        // column or a row: pieces of a run down one column add up, row by
+        // row, to a single edge from its first point to its last, and a run
+        // along a row gives no edge at all. A point where a column turns
+        // back stays, so that the figure keeps its top and bottom rows.
+        head->BeginFigure(outer.points[0]);
+        std::size_t kept = 0;
+        for (std::size_t i = 1; i < outerCount; ++i) {
+            if (i + 1 < outerCount) {
+                const std::size_t n = i + 1;
+                const bool column =
+                    qx[kept] == qx[i] && qx[i] == qx[n] &&
+                    ((qy[kept] <= qy[i] && qy[i] <= qy[n]) || (qy[kept] >= qy[i] && qy[i] >= qy[n]));
+                const bool row = qy[kept] == qy[i] && qy[i] == qy[n];
+                if (column || row) continue;
+            }
+            head->LineTo(outer.points[i]);
+            kept = i;
         }
-        head->LineTo(outer.points[i]);
-        kept = i;
-    }
-    head->EndFigureClose();
-    rasterizer.EndGeometry();
+        head->EndFigureClose();
+    });
     return true;
 }
 

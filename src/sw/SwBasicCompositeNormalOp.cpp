@@ -224,15 +224,6 @@ void SwBasicCompositeNormalOp::ComposeConstantRows(uint32_t* target, std::ptrdif
     if (s < 255) w = ScaleColor(w, s + 1);
     const uint32_t f = 255 - (w >> 24);
     unsigned char* row = reinterpret_cast<unsigned char*>(target);
-    if (count == 1) {
-        // The column beside a stationary edge: one pixel a row.
-        for (int r = 0; r < rows; ++r, row += stride) {
-            uint32_t* const p = reinterpret_cast<uint32_t*>(row);
-            const uint32_t t = *p;
-            *p = (t >> 24) == 0 ? w : ScaleColor(t, f) + w;
-        }
-        return;
-    }
     for (int r = 0; r < rows; ++r, row += stride) _ConstantRun(reinterpret_cast<uint32_t*>(row), w, f, count);
 }
 
