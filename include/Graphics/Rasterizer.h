@@ -96,18 +96,18 @@ inline void CoverageBuffer::AddSpan(int x0, int x1, int times) {
     const int f1 = x1 & 7;
     int* d = deltas.data();
     unsigned long long* m = marks.data();
+    // The pixel behind each end takes the rest of a partly covered sample
+    // column; it is marked only when there is a rest, but updated either
+    // way (adding 0), so that the fractions, which vary from span to span,
+    // cost no branches. ia + 1 and ib + 1 lie inside the window.
     d[ia] += (8 - f0) * times;
     m[ia >> 6] |= 1ULL << (ia & 63);
-    if (f0) {
-        d[ia + 1] += f0 * times;
-        m[(ia + 1) >> 6] |= 1ULL << ((ia + 1) & 63);
-    }
+    d[ia + 1] += f0 * times;
+    m[(ia + 1) >> 6] |= static_cast<unsigned long long>(f0 != 0) << ((ia + 1) & 63);
     d[ib] -= (8 - f1) * times;
     m[ib >> 6] |= 1ULL << (ib & 63);
-    if (f1) {
-        d[ib + 1] -= f1 * times;
-        m[(ib + 1) >> 6] |= 1ULL << ((ib + 1) & 63);
-    }
+    d[ib + 1] -= f1 * times;
+    m[(ib + 1) >> 6] |= static_cast<unsigned long long>(f1 != 0) << ((ib + 1) & 63);
     const int w0 = static_cast<int>(ia >> 6);
     const int w1 = static_cast<int>((ib + 1) >> 6);
     if (w0 < firstWord) firstWord = w0;

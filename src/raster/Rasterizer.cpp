@@ -155,9 +155,11 @@ void Rasterizer::SetFillRule(FillRule::Enum rule) { fillRule = rule; }
 // limit from piling up points.
 void Rasterizer::AppendPoint(const Point<float>& point) {
     if (point.x != point.x || point.y != point.y) return;
-    const Point<int> fixed(TransformToFixed(point.x), TransformToFixed(point.y));
-    if (!points.empty() && points.back() == fixed) return;
-    points.push_back(fixed);
+    // Compared and built as two ints in place: a Point assembled on the
+    // stack and copied in whole stalls on the two narrower stores.
+    const int x = TransformToFixed(point.x), y = TransformToFixed(point.y);
+    if (!points.empty() && points.back().x == x && points.back().y == y) return;
+    points.emplace_back(x, y);
 }
 
 void Rasterizer::AcceptPoint(const Point<float>& point) { AppendPoint(point); }
@@ -232,21 +234,18 @@ bool Rasterizer::SetUpEdge(const Point<int>& from, const Point<int>& to, int top
     // multiple of 8 with the error term taking the difference. The masks of 7
     // against the shift of 4 below fix where in its cell a sample lies, and so
     // the coverage of every slanted edge.
-    int error = -1;
-    if (yt & 7) {
-        for (int k = 8 - (yt & 7); k > 0; --k) {
-            xt += q;
-            error += r;
-            if (error >= 0) {
-                error -= dy;
-                xt += 1;
-            }
-        }
-    }
-    if (xt & 7) {
-        error -= (8 - (xt & 7)) * dy;
-        xt += 7;
-    }
+    //
+    // The k steps to that row in closed form: the error term starts at -1
+    // and stays in [-dy, 0), so k additions of r carry (k * r - 1 + dy) / dy
+    // times. (k is at most 7 and r below dy: no overflow.)
+    const int k = (8 - (yt & 7)) & 7;
+    const int t = k * r - 1;
+    const int carries = (t + dy) / dy;
+    xt += q * k + carries;
+    int error = t - carries * dy;
+    const int rounding = -((xt & 7) != 0);  // all ones when x is off the grid
+    error -= ((8 - (xt & 7)) * dy) & rounding;
+    xt += 7 & rounding;
 
     edge.next = nullptr;
     edge.ySubStart = s;
@@ -272,12 +271,12 @@ int Rasterizer::ColumnAfter(const Edge& edge, int n) {
 }
 
 void Rasterizer::StepEdge(Edge& edge) {
-    edge.xSub += edge.slopeInt;
-    edge.errorTerm += edge.errorUp;
-    if (edge.errorTerm >= 0) {
-        edge.xSub += 1;
-        edge.errorTerm -= edge.errorDown;
-    }
+    // Without a branch: whether the error term carries follows the slope's
+    // remainder, which a branch predictor cannot learn across shapes.
+    const int error = edge.errorTerm + edge.errorUp;
+    const int carry = ~(error >> 31);  // all ones when error >= 0
+    edge.xSub += edge.slopeInt - carry;
+    edge.errorTerm = error - (edge.errorDown & carry);
 }
 
 void Rasterizer::AddEdge(const Point<int>& from, const Point<int>& to, int top, int bottom) {
@@ -464,7 +463,7 @@ void Rasterizer::RasterizeEdges(int y0, int y1) {
             while (Edge* edge = previous->next) {
                 if (edge->ySubEnd > y + 1) {
                     StepEdge(*edge);
-                    if (edge->xSub < lastX) unsorted = true;
+                    unsorted |= edge->xSub < lastX;
                     lastX = edge->xSub;
                     previous = edge;
                 } else {

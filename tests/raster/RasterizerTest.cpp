@@ -121,6 +121,52 @@ TEST(Rasterizer, CoverageWorkedByHand) {
     }
 }
 
+// An edge set up from a start inside a sample row equals the walk of the
+// row steps down to the next sample row, one step at a time, with x then
+// rounded up to a sample column. Random edges, and the carries that come
+// exactly on the last step (k * r - 1 a multiple of dy).
+TEST(Rasterizer, EdgeSetUpEqualsTheStepsItSkips) {
+    auto walk = [](Point<int> a, Point<int> b) {
+        if (b.y < a.y) std::swap(a, b);
+        const int dy = b.y - a.y, dx = b.x - a.x;
+        int q = dx / dy;
+        if (dx % dy != 0 && dx < 0) --q;
+        const int r = dx - q * dy;
+        int x = a.x, error = -1;
+        for (int k = (8 - (a.y & 7)) & 7; k > 0; --k) {
+            x += q;
+            error += r;
+            if (error >= 0) { error -= dy; x += 1; }
+        }
+        if (x & 7) { error -= (8 - (x & 7)) * dy; x += 7; }
+        return std::vector<int>{x >> 4, q, error >> 4, r, dy};
+    };
+    std::mt19937 rng(5);
+    std::vector<std::pair<Point<int>, Point<int>>> lines;
+    for (int dy : {9, 23, 100, 4096})
+        for (int k = 1; k < 8; ++k)
+            for (int m = 0; m < 3; ++m) {
+                const int r = (1 + m * dy) % (k * dy) / k;  // k * r - 1 == m * dy where k divides
+                if (k * r - 1 != m * dy) continue;
+                lines.push_back({{37, 8 * 16 - k}, {37 + 5 * dy + r, 8 * 16 - k + dy}});
+            }
+    for (int i = 0; i < 20000; ++i) {
+        const int span = i % 2 ? 64 : 40000;
+        const Point<int> a(int(rng() % (2 * span)) - span, int(rng() % (2 * span)) - span);
+        lines.push_back({a, {a.x + int(rng() % (2 * span)) - span, a.y + int(rng() % 300) - 150}});
+    }
+    int checked = 0;
+    for (const auto& line : lines) {
+        Rasterizer::Edge edge;
+        if (!Rasterizer::SetUpEdge(line.first, line.second, -1000000, 1000000, edge)) continue;
+        ++checked;
+        EXPECT_EQ((std::vector<int>{edge.xSub, edge.slopeInt, edge.errorTerm, edge.errorUp, edge.errorDown}),
+                  walk(line.first, line.second))
+            << line.first.x << "," << line.first.y << " " << line.second.x << "," << line.second.y;
+    }
+    EXPECT_GT(checked, 15000);
+}
+
 TEST(Rasterizer, RectanglePathAndAliasedPath) {
     // With adjustRectangles, two vertical edges over the same rows make one
     // whole-pixel rectangle, at least a pixel each way, its top skipped to the
