@@ -154,7 +154,7 @@ bool RasterizeStrokedRectangle(const Geometry& geometry, const Matrix& transform
         }
     }
 
-    RasterizeWithinReach(transform, clip, adjustRectangles, sink, [&](const std::shared_ptr<GeometrySink>& head) {
+    const auto send = [&](const std::shared_ptr<GeometrySink>& head) {
         head->SetFillRule(FillRule::Winding);
         // The plain rectangle, the way round the inner figure runs.
         head->BeginFigure(Point<float>(a[7].x, a[0].y));
@@ -182,7 +182,11 @@ bool RasterizeStrokedRectangle(const Geometry& geometry, const Matrix& transform
             kept = i;
         }
         head->EndFigureClose();
-    });
+    };
+    // Handed over through a single reference, which std::function keeps in
+    // place: the many captures of send would cost an allocation per stroke.
+    RasterizeWithinReach(transform, clip, adjustRectangles, sink,
+                         [&send](const std::shared_ptr<GeometrySink>& head) { send(head); });
     return true;
 }
 
