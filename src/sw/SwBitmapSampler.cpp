@@ -393,15 +393,20 @@ GRAPHICS_SAMPLER_INLINE void _Weights4(__m128i f, __m128i& lo, __m128i& hi) {
 // _Word::Lerp on four pixels at once: per channel (b * f) >> 8 plus
 // (a * (257 - f)) >> 8. Every product fits in 16 bits and the sum stays
 // within 255, so f = 0 gives a and f = 256 gives b, as the packed form does.
-GRAPHICS_SAMPLER_INLINE __m128i _Lerp4Half(__m128i a, __m128i b, __m128i w) {
+//
+// The lanes come in shifted left by 8 (a << 8, b << 8; the byte unpacks give
+// them so for free), and the high half of the product with the weight is
+// then the product shifted right by 8: with channels at most 255 and weights
+// at most 257 neither form wraps, so they agree.
+GRAPHICS_SAMPLER_INLINE __m128i _Lerp4Half(__m128i a8, __m128i b8, __m128i w) {
     const __m128i inverse = _mm_sub_epi16(_mm_set1_epi16(257), w);
-    return _mm_add_epi16(_mm_srli_epi16(_mm_mullo_epi16(b, w), 8), _mm_srli_epi16(_mm_mullo_epi16(a, inverse), 8));
+    return _mm_add_epi16(_mm_mulhi_epu16(b8, w), _mm_mulhi_epu16(a8, inverse));
 }
 
 GRAPHICS_SAMPLER_INLINE __m128i _Lerp4(__m128i a, __m128i b, __m128i wlo, __m128i whi) {
     const __m128i zero = _mm_setzero_si128();
-    const __m128i lo = _Lerp4Half(_mm_unpacklo_epi8(a, zero), _mm_unpacklo_epi8(b, zero), wlo);
-    const __m128i hi = _Lerp4Half(_mm_unpackhi_epi8(a, zero), _mm_unpackhi_epi8(b, zero), whi);
+    const __m128i lo = _Lerp4Half(_mm_unpacklo_epi8(zero, a), _mm_unpacklo_epi8(zero, b), wlo);
+    const __m128i hi = _Lerp4Half(_mm_unpackhi_epi8(zero, a), _mm_unpackhi_epi8(zero, b), whi);
     return _mm_packus_epi16(lo, hi);
 }
 
@@ -422,8 +427,8 @@ GRAPHICS_SAMPLER_INLINE void _LerpPairs4(const unsigned char* row, const int32_t
     const __m128i left = _mm_castps_si128(_mm_shuffle_ps(q01, q23, _MM_SHUFFLE(2, 0, 2, 0)));
     const __m128i right = _mm_castps_si128(_mm_shuffle_ps(q01, q23, _MM_SHUFFLE(3, 1, 3, 1)));
     const __m128i zero = _mm_setzero_si128();
-    lo = _Lerp4Half(_mm_unpacklo_epi8(left, zero), _mm_unpacklo_epi8(right, zero), wlo);
-    hi = _Lerp4Half(_mm_unpackhi_epi8(left, zero), _mm_unpackhi_epi8(right, zero), whi);
+    lo = _Lerp4Half(_mm_unpacklo_epi8(zero, left), _mm_unpacklo_epi8(zero, right), wlo);
+    hi = _Lerp4Half(_mm_unpackhi_epi8(zero, left), _mm_unpackhi_epi8(zero, right), whi);
 }
 
 // Four pixels of one row at the columns xv (also in x): a single load when
@@ -869,8 +874,8 @@ int _LinearTableRun(const int32_t* a, const int32_t* b, const int32_t* weight, i
                 if (wy != 0) {
                     __m128i bottomLo, bottomHi;
                     _LerpPairs4(row1, ai, wlo, whi, bottomLo, bottomHi);
-                    topLo = _Lerp4Half(topLo, bottomLo, wyv);
-                    topHi = _Lerp4Half(topHi, bottomHi, wyv);
+                    topLo = _Lerp4Half(_mm_slli_epi16(topLo, 8), _mm_slli_epi16(bottomLo, 8), wyv);
+                    topHi = _Lerp4Half(_mm_slli_epi16(topHi, 8), _mm_slli_epi16(bottomHi, 8), wyv);
                 }
                 _Finish4<P>(_mm_packus_epi16(topLo, topHi), op, destination + 4 * static_cast<ptrdiff_t>(i));
                 continue;
@@ -949,10 +954,13 @@ GRAPHICS_SAMPLER_AVX2_INLINE void _LoadRun8(const unsigned char* row, int32_t x,
     right = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 4));
 }
 
-// _Lerp4Half in 256 bits: (y * w) >> 8 plus (x * inverse) >> 8.
-GRAPHICS_SAMPLER_AVX2_INLINE __m256i _Lerp8Half(__m256i x, __m256i y, __m256i w, __m256i inverse) {
-    return _mm256_add_epi16(_mm256_srli_epi16(_mm256_mullo_epi16(y, w), 8),
-                            _mm256_srli_epi16(_mm256_mullo_epi16(x, inverse), 8));
+// _Lerp4Half in 256 bits, (y * w) >> 8 plus (x * inverse) >> 8, for x and y
+// of at most 255 handed in as x << 8 and y << 8: the high half of the
+// product with the weight is then the product shifted right by 8. The
+// weights are at most 257, so neither form wraps and they agree, and the
+// byte unpacks give the shifted values for free.
+GRAPHICS_SAMPLER_AVX2_INLINE __m256i _Lerp8High(__m256i x8, __m256i y8, __m256i w, __m256i inverse) {
+    return _mm256_add_epi16(_mm256_mulhi_epu16(y8, w), _mm256_mulhi_epu16(x8, inverse));
 }
 #endif
 
@@ -1004,19 +1012,20 @@ __attribute__((target("avx2"))) int _LinearTablePairsAvx2(const int32_t* a, cons
             _LoadRun8(row0, a[i], left, right);
         else
             _LoadPairs8(row0, a + i, left, right);
-        __m256i lo = _Lerp8Half(_mm256_unpacklo_epi8(left, zero), _mm256_unpacklo_epi8(right, zero), wlo, ilo);
-        __m256i hi = _Lerp8Half(_mm256_unpackhi_epi8(left, zero), _mm256_unpackhi_epi8(right, zero), whi, ihi);
+        __m256i lo = _Lerp8High(_mm256_unpacklo_epi8(zero, left), _mm256_unpacklo_epi8(zero, right), wlo, ilo);
+        __m256i hi = _Lerp8High(_mm256_unpackhi_epi8(zero, left), _mm256_unpackhi_epi8(zero, right), whi, ihi);
         if (wy != 0) {
             if (plain)
                 _LoadRun8(row1, a[i], left, right);
             else
                 _LoadPairs8(row1, a + i, left, right);
             const __m256i lo1 =
-                _Lerp8Half(_mm256_unpacklo_epi8(left, zero), _mm256_unpacklo_epi8(right, zero), wlo, ilo);
+                _Lerp8High(_mm256_unpacklo_epi8(zero, left), _mm256_unpacklo_epi8(zero, right), wlo, ilo);
             const __m256i hi1 =
-                _Lerp8Half(_mm256_unpackhi_epi8(left, zero), _mm256_unpackhi_epi8(right, zero), whi, ihi);
-            lo = _Lerp8Half(lo, lo1, wyv, wyInverse);
-            hi = _Lerp8Half(hi, hi1, wyv, wyInverse);
+                _Lerp8High(_mm256_unpackhi_epi8(zero, left), _mm256_unpackhi_epi8(zero, right), whi, ihi);
+            // A row's result is at most 255.
+            lo = _Lerp8High(_mm256_slli_epi16(lo, 8), _mm256_slli_epi16(lo1, 8), wyv, wyInverse);
+            hi = _Lerp8High(_mm256_slli_epi16(hi, 8), _mm256_slli_epi16(hi1, 8), wyv, wyInverse);
         }
         const __m256i v = _mm256_or_si256(_mm256_packus_epi16(lo, hi), alpha);
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(destination + 4 * static_cast<ptrdiff_t>(i)), v);
