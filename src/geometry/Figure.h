@@ -176,8 +176,9 @@ class Figure {
 public:
     enum : std::int32_t { Line = 0, Curve = 1 };
 
-    // Room for a rectangle's commands and an ellipse's points.
-    FigureSequence<std::int32_t, 8> commands;
+    // Room for an ellipse's points, and for the commands of the outer side
+    // of a stroked rectangle (up to twelve), which the pen builds per stroke.
+    FigureSequence<std::int32_t, 16> commands;
     FigureSequence<Point<float>, 16> points;
     bool closed = false;
 
