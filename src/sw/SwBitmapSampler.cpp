@@ -1054,8 +1054,56 @@ bool SwBitmapSampler::SpanAxisRows(int x0, int x1, int y0, int rows, unsigned ch
     const int count = x1 - x0;
     const float fx = static_cast<float>(x0);
     if (count == 1) {
+        int r = 0;
+#ifdef GRAPHICS_SAMPLER_SSE2
+        const float px = static_cast<float>(y0) * matrix.m21 + fx * matrix.m11 + matrix.dx;
+        const int tx = _Truncate(px);
+        const uint32_t wx = Linear ? _Fraction(px, tx) : 0u;
+        if (Linear && P::kVector && matrix.m21 == 0.0f && rows >= 4 && wx <= 255u) {
+            // A lone column, four rows at a time: px, its weight and its two
+            // columns are the same on every row (fy * m21 is a zero), and
+            // _Lerp4 gives _Bilinear's packed steps. A weight of 0 makes a
+            // lerp return its first word, so the steps that _Bilinear skips
+            // may run; the row below is read where its weight is 0 too, but
+            // it is a row of the image all the same. A weight beyond 255
+            // comes from a position too far out for a fraction (or not
+            // finite); such a column takes the scalar steps, which make of
+            // it what a span does.
+            const int xa = ExtendX(width, tx);
+            const int xb = wx != 0 ? ExtendX(width, tx + 1) : xa;
+            const uint32_t op = static_cast<uint32_t>(opacity);
+            const uint32_t* colors = paletteColors;
+            __m128i wxlo, wxhi;
+            _Weights4(_mm_set1_epi32(static_cast<int>(wx)), wxlo, wxhi);
+            for (; r + 4 <= rows; r += 4) {
+                const unsigned char* upper[4];
+                const unsigned char* lower[4];
+                alignas(16) int wy[4];
+                for (int k = 0; k < 4; ++k) {
+                    const float py = static_cast<float>(y0 + r + k) * matrix.m22 + fx * matrix.m12 + matrix.dy;
+                    const int ty = _Truncate(py);
+                    wy[k] = static_cast<int>(_Fraction(py, ty));
+                    upper[k] = GetRowPointer(ExtendY(height, ty));
+                    lower[k] = GetRowPointer(ExtendY(height, ty + 1));
+                }
+                auto fetch = [&](const unsigned char* const* rowsOf, int x) {
+                    return _mm_setr_epi32(static_cast<int>(P::Get(rowsOf[0], x, colors)),
+                                          static_cast<int>(P::Get(rowsOf[1], x, colors)),
+                                          static_cast<int>(P::Get(rowsOf[2], x, colors)),
+                                          static_cast<int>(P::Get(rowsOf[3], x, colors)));
+                };
+                const __m128i top = _Lerp4(fetch(upper, xa), fetch(upper, xb), wxlo, wxhi);
+                const __m128i bottom = _Lerp4(fetch(lower, xa), fetch(lower, xb), wxlo, wxhi);
+                __m128i wylo, wyhi;
+                _Weights4(_mm_load_si128(reinterpret_cast<const __m128i*>(wy)), wylo, wyhi);
+                alignas(16) unsigned char words[16];
+                _Finish4<P>(_Lerp4(top, bottom, wylo, wyhi), op, words);
+                for (int k = 0; k < 4; ++k) std::memcpy(destination + stride * (r + k), words + 4 * k, 4);
+            }
+        }
+#endif
         // A lone pixel per row is one sample, at the position SpanAxis takes.
-        for (int r = 0; r < rows; ++r) {
+        for (; r < rows; ++r) {
             const float fy = static_cast<float>(y0 + r);
             const Point<float> p(fy * matrix.m21 + fx * matrix.m11 + matrix.dx,
                                  fy * matrix.m22 + fx * matrix.m12 + matrix.dy);

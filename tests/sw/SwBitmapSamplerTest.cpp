@@ -370,7 +370,8 @@ TEST(SwBitmapSamplerTest, SpansMatchAccumulatedSamples) {
         for (int& s : starts) s = random() % 2 ? Int(random, -150, 150) : Int(random, -40, 80);
         for (int span = 0; span < 12; ++span) {
             const int x0 = Pick(random, starts);
-            const int x1 = x0 + Int(random, 1, random() % 4 == 0 ? 200 : 40);
+            // A lone column now and then: the end of an unaligned rectangle's rows.
+            const int x1 = x0 + (random() % 4 == 0 ? 1 : Int(random, 1, random() % 4 == 0 ? 200 : 40));
             const int y = Int(random, -100, 100);
             Point<float> p((static_cast<float>(y) * m.m21 + static_cast<float>(x0) * m.m11) + m.dx,
                            (static_cast<float>(y) * m.m22 + static_cast<float>(x0) * m.m12) + m.dy);
@@ -381,7 +382,7 @@ TEST(SwBitmapSamplerTest, SpansMatchAccumulatedSamples) {
             if (const uint32_t* words = sampler.SpanWords(x0, x1, y))
                 r.Compare("words", Words(words, words + (x1 - x0)), reference);
             // Rows filled at once must be the rows' spans, each on its own row.
-            const int rows = Int(random, 1, 4);
+            const int rows = Int(random, 1, 9);
             Words block(static_cast<size_t>((x1 - x0) * rows), 0xDEADBEEFu);
             if (sampler.FillRows(x0, x1, y, rows, reinterpret_cast<unsigned char*>(block.data()), 4 * (x1 - x0),
                                  nullptr, nullptr)) {
