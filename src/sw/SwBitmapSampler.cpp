@@ -981,9 +981,18 @@ __attribute__((target("avx2"))) int _LinearTablePairsAvx2(const int32_t* a, cons
     const __m256i wyv = _mm256_set1_epi16(static_cast<short>(wy));
     const __m256i wyInverse = _mm256_sub_epi16(w257, wyv);
     const __m256i alpha = _mm256_set1_epi32(std::is_same<P, _ARGB8p>::value ? 0 : static_cast<int>(0xFF000000u));
+    // Each pixel depends on its own table entries only, so groups may
+    // overlap: five to seven pixels go as two groups of four.
+    if (count < 8) {
+        if (count < 4) return 0;
+        _LinearTableRun<P, true>(a, b, weight, 4, row0, row1, wy, 256u, colors, destination);
+        const int last = count - 4;
+        _LinearTableRun<P, true>(a + last, b + last, weight + last, 4, row0, row1, wy, 256u, colors,
+                                 destination + 4 * static_cast<ptrdiff_t>(last));
+        return count;
+    }
     // Groups of eight pixels; the last few pixels go as the end of one more
-    // group, overlapping the one before: each pixel depends on its own table
-    // entries only.
+    // group, overlapping the one before.
     int next = 0;
     while (next + 8 <= count || (next < count && count >= 8)) {
         const int i = next + 8 <= count ? next : count - 8;
