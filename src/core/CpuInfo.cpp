@@ -8,13 +8,21 @@ bool CpuInfo::m_SSE2Available = false;
 
 void CpuInfo::Initialize() {}
 
-bool CpuInfo::HasAvx2() {
+namespace {
+
+bool _DetectAvx2() {
 #if defined(__GNUC__) && defined(__x86_64__)
-    static const bool has = __builtin_cpu_supports("avx2") != 0;
-    return has;
+    // Run from a static initializer, which may come before the compiler's
+    // own processor detection: ask for that first.
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2") != 0;
 #else
     return false;
 #endif
 }
+
+}  // namespace
+
+const bool CpuInfo::m_HasAvx2 = _DetectAvx2();
 
 }  // namespace Graphics
