@@ -167,6 +167,17 @@ void SwBasicCompositeNormalOp::ComposeSpanUniform(uint32_t* target, const uint32
         const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(target + i));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(target + i), _Compose4(w, t, shape4));
     }
+    // The last one to three pixels: where the last four source words are
+    // opaque under full coverage, they are the result of every one of those
+    // pixels however it was composed, so writing them again over pixels
+    // already done changes nothing.
+    if (s == 255 && i < count && count >= 4) {
+        const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i*>(color + count - 4));
+        if (_AllOpaque(w)) {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(target + count - 4), w);
+            return;
+        }
+    }
 #endif
     for (; i < count; ++i) ComposePixel(target + i, color[i], s);
 }
