@@ -16,7 +16,11 @@ void Shape::BeginFigure(const Point<float>& point) {
     if (activeFigure) EndFigure();
     // Room for the two figures of a stroke's outline at once.
     if (figures.empty()) figures.reserve(2);
-    activeFigure = std::make_shared<Figure>();
+    while (!activeFigure && !spareFigures.empty()) {
+        if (spareFigures.back().use_count() == 1) activeFigure = std::move(spareFigures.back());
+        spareFigures.pop_back();
+    }
+    if (!activeFigure) activeFigure = std::make_shared<Figure>();
     activeFigure->StartAt(point);
     boundCalculator.BeginFigure(point);
 }
@@ -49,6 +53,21 @@ void Shape::EndFigureClose() {
 }
 
 Rect<float> Shape::GetBound() const { return boundCalculator.GetBound(); }
+
+void Shape::Reset() {
+    fillRule = FillRule::Winding;
+    if (activeFigure) spareFigures.push_back(std::move(activeFigure));
+    activeFigure.reset();
+    for (std::shared_ptr<Figure>& figure : figures) spareFigures.push_back(std::move(figure));
+    figures.clear();
+    boundCalculator = BoundCalculator();
+}
+
+std::size_t Shape::CountPoints() const {
+    std::size_t n = activeFigure ? activeFigure->points.size() : 0;
+    for (const std::shared_ptr<Figure>& figure : figures) n += figure->points.size();
+    return n;
+}
 
 bool Shape::GetLastPoint(Point<float>* point) const {
     if (!point) return false;

@@ -41,10 +41,17 @@ public:
     // The fill rule, then the finished figures in order.
     void SendToSink(const std::shared_ptr<GeometrySink>& sink) const;
 
+    // Empty again, as a new shape is. The figures' storage is kept for the
+    // figures begun next, each where nothing else holds it any more.
+    void Reset();
+    // The points the figures hold, the open one's included.
+    std::size_t CountPoints() const;
+
 private:
     FillRule::Enum fillRule = FillRule::Winding;
     std::shared_ptr<Figure> activeFigure;
     std::vector<std::shared_ptr<Figure>> figures;
+    std::vector<std::shared_ptr<Figure>> spareFigures;  // from Reset
     BoundCalculator boundCalculator;
 };
 

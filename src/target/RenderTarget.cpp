@@ -77,6 +77,25 @@ bool _IsEmpty(const std::shared_ptr<Geometry>& geometry) { return !geometry || g
 
 bool _IsFlat(const Rect<float>& rect) { return rect.left == rect.right || rect.top == rect.bottom; }
 
+// The outline geometry of a stroke, kept on the thread for the next stroke
+// with its storage: a stroke then builds its outline without allocating.
+// Taken out while a stroke uses it, so a stroke inside a fill gets its own,
+// and kept only where nothing else holds it after the fill and it stayed
+// small.
+thread_local std::shared_ptr<Geometry> t_SpareOutline;
+
+std::shared_ptr<Geometry> _TakeOutline() {
+    std::shared_ptr<Geometry> outline = std::move(t_SpareOutline);
+    if (outline && GeometryAccess::Reset(*outline)) return outline;
+    return std::make_shared<Geometry>();
+}
+
+void _KeepOutline(std::shared_ptr<Geometry> outline) {
+    constexpr std::size_t kMostPoints = 4096;
+    if (outline.use_count() == 1 && GeometryAccess::GetShape(*outline).CountPoints() <= kMostPoints)
+        t_SpareOutline = std::move(outline);
+}
+
 // Puts a transform back when the command ends, also when a fill fails, so
 // that a failure leaves the caller's transform as it was.
 class _TransformRestore {
@@ -252,9 +271,10 @@ void RenderTarget::StrokeGeometry(std::shared_ptr<Geometry> geometry, std::share
     const float d = std::fabs(m.m11 * m.m22 - m.m12 * m.m21);
     const float tolerance = 0.25f / std::sqrt(d);
     const float w = std::max(tolerance + tolerance, width);
-    std::shared_ptr<Geometry> outline = std::make_shared<Geometry>();
+    std::shared_ptr<Geometry> outline = _TakeOutline();
     geometry->Widen(w, parameters, tolerance, outline);
-    FillGeometry(std::move(outline), std::move(brush));
+    FillGeometry(outline, std::move(brush));
+    _KeepOutline(std::move(outline));
 }
 
 void RenderTarget::StrokeRectangle(const Rect<float>& rect, std::shared_ptr<Brush> brush, float width,

@@ -5,6 +5,7 @@
 #include "geometry/BezierFlattener.h"
 #include "geometry/Figure.h"
 #include "geometry/Flattener.h"
+#include "geometry/GeometryAccess.h"
 
 #include "RecordingSink.h"
 
@@ -248,6 +249,38 @@ TEST(Geometry, IsEqual) {
     EXPECT_FALSE(segments(true)->IsEqual(segments(false)));
     auto nan = line(false, {kNaN, 0.5f});
     EXPECT_FALSE(nan->IsEqual(nan));
+}
+
+// A geometry emptied for reuse (a stroke's outline, kept from stroke to
+// stroke) is a new one again, and builds what a new one builds; a figure
+// something else still holds is left alone.
+TEST(Geometry, ResetForReuseStartsOver) {
+    auto used = std::make_shared<Geometry>();
+    used->SetFillRule(FillRule::EvenOdd);
+    used->Ellipse(Rect<float>(0, 0, 40, 20));
+    used->Rectangle(Rect<float>(-5, -5, 5, 5));
+    used->BeginFigure(Point<float>(100, 100));  // left open
+    used->LineTo(Point<float>(120, 90));
+    const std::shared_ptr<Figure> held = GeometryAccess::GetShape(*used).GetFigures()[0];
+    const std::size_t heldPoints = held->points.size();
+    ASSERT_TRUE(GeometryAccess::Reset(*used));
+    EXPECT_TRUE(used->IsEmpty());
+    EXPECT_FALSE(GeometryAccess::GetShape(*used).HasActiveFigure());
+    EXPECT_EQ(used->GetFillRule(), FillRule::Winding);
+    EXPECT_EQ(used->GetBound(Matrix()), Rect<float>());
+    EXPECT_EQ(held->points.size(), heldPoints);
+
+    auto fresh = std::make_shared<Geometry>();
+    for (const auto& g : {used, fresh}) {
+        g->RoundRectangle(Rect<float>(1, 2, 30, 40), 5, 7);
+        g->Rectangle(Rect<float>(3, 3, 9, 9));
+        g->BeginFigure(Point<float>(7, 7));
+        g->LineTo(Point<float>(8, 9));
+        g->EndFigure();
+    }
+    EXPECT_TRUE(used->IsEqual(fresh));
+    EXPECT_EQ(used->GetBound(Matrix()), fresh->GetBound(Matrix()));
+    for (const auto& figure : GeometryAccess::GetShape(*used).GetFigures()) EXPECT_NE(figure, held);
 }
 
 TEST(Figure, BuildingAndSending) {
