@@ -1126,6 +1126,28 @@ bool SwBitmapSampler::SpanAxisRows(int x0, int x1, int y0, int rows, unsigned ch
     const float px = static_cast<float>(y0) * matrix.m21 + fx * matrix.m11 + matrix.dx;
     const ColumnTable* table = BuildColumnTable<Linear, ExtendX>(x0, count, px);
     if (!table) return false;
+    if (Linear) {
+        // The rows and weights of a few rows first, then their spans: the
+        // conversions of one row's position no longer wait on the span
+        // before it.
+        constexpr int kChunk = 16;
+        const unsigned char* upper[kChunk];
+        const unsigned char* lower[kChunk];
+        uint32_t wy[kChunk];
+        for (int r0 = 0; r0 < rows; r0 += kChunk) {
+            const int n = std::min(kChunk, rows - r0);
+            for (int k = 0; k < n; ++k) {
+                const float py = static_cast<float>(y0 + r0 + k) * matrix.m22 + fx * matrix.m12 + matrix.dy;
+                const int ty = _Truncate(py);
+                wy[k] = _Fraction(py, ty);
+                upper[k] = GetRowPointer(ExtendY(height, ty));
+                lower[k] = wy[k] != 0 ? GetRowPointer(ExtendY(height, ty + 1)) : upper[k];
+            }
+            for (int k = 0; k < n; ++k)
+                LinearFromTable<P>(*table, count, upper[k], lower[k], wy[k], destination + stride * (r0 + k));
+        }
+        return true;
+    }
     for (int r = 0; r < rows; ++r) {
         const float fy = static_cast<float>(y0 + r);
         const float py = fy * matrix.m22 + fx * matrix.m12 + matrix.dy;
@@ -1182,17 +1204,27 @@ void SwBitmapSampler::SpanFromTable(const ColumnTable& columns, int count, float
         return;
     }
 
-    const int32_t* b = table->b;
-    const int32_t* weight = table->weight;
     const int ty = _Truncate(py);
     const uint32_t wy = _Fraction(py, ty);
     const unsigned char* row0 = GetRowPointer(ExtendY(height, ty));
     const unsigned char* row1 = wy != 0 ? GetRowPointer(ExtendY(height, ty + 1)) : row0;
+    LinearFromTable<P>(*table, count, row0, row1, wy, destination);
+}
+
+template <class P>
+void SwBitmapSampler::LinearFromTable(const ColumnTable& table, int count, const unsigned char* row0,
+                                      const unsigned char* row1, uint32_t wy, unsigned char* destination) const {
+    const uint32_t op = static_cast<uint32_t>(opacity);
+    const uint32_t* colors = paletteColors;
+    const int32_t* a = table.a;
+    const int32_t* b = table.b;
+    const int32_t* weight = table.weight;
+    int i = 0;
 #ifdef GRAPHICS_SAMPLER_SSE2
     if (P::kVector) {
 #ifdef GRAPHICS_SAMPLER_AVX2
         if (P::kPlainWords && op == 256 && CpuInfo::HasAvx2())
-            i = _LinearTablePairsAvx2<P>(a, b, weight, count, table->consecutive, row0, row1, wy, colors,
+            i = _LinearTablePairsAvx2<P>(a, b, weight, count, table.consecutive, row0, row1, wy, colors,
                                             destination);
         else
 #endif

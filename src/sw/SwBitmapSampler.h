@@ -156,6 +156,10 @@ private:
     // The span of count pixels through a table, on the row of py.
     template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
     void SpanFromTable(const ColumnTable& table, int count, float py, unsigned char* destination) const;
+    // The bilinear part of it, once the rows and the weight of py are known.
+    template <class P>
+    void LinearFromTable(const ColumnTable& table, int count, const unsigned char* row0, const unsigned char* row1,
+                         uint32_t wy, unsigned char* destination) const;
     // FillRows for the matrices of SpanAxis: where every row of the span
     // would take the table route, the table is found once.
     template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
