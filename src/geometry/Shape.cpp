@@ -60,6 +60,10 @@ void Shape::Reset() {
     activeFigure.reset();
     for (std::shared_ptr<Figure>& figure : figures) spareFigures.push_back(std::move(figure));
     figures.clear();
+    // A few are what the common outlines need; a dashed one of hundreds of
+    // figures should not leave them all behind.
+    constexpr std::size_t kMostSpares = 8;
+    if (spareFigures.size() > kMostSpares) spareFigures.resize(kMostSpares);
     boundCalculator = BoundCalculator();
 }
 

@@ -41,8 +41,9 @@ public:
     // The fill rule, then the finished figures in order.
     void SendToSink(const std::shared_ptr<GeometrySink>& sink) const;
 
-    // Empty again, as a new shape is. The figures' storage is kept for the
-    // figures begun next, each where nothing else holds it any more.
+    // Empty again, as a new shape is. The storage of up to eight figures is
+    // kept for the figures begun next, each where nothing else holds it any
+    // more.
     void Reset();
     // The points the figures hold, the open one's included.
     std::size_t CountPoints() const;
