@@ -10,7 +10,6 @@
 
 namespace Graphics {
 
-
 std::shared_ptr<GeometrySink> MakeRasterizationChain(const Geometry& geometry, const Matrix& transform,
                                                      std::shared_ptr<Rasterizer> rasterizer) {
     std::shared_ptr<GeometrySink> head = std::move(rasterizer);
@@ -29,13 +28,12 @@ std::shared_ptr<GeometrySink> MakeRasterizationChain(const Geometry& geometry, c
 void RasterizeGeometry(std::shared_ptr<Geometry> geometry, const Matrix& transform, const Rect<float>& clip,
                        bool adjustRectangles, std::shared_ptr<RasterizationSink> sink) {
     if (!geometry || !sink) return;
-    FpuState fpuState;
-
     const Rect<float> bound = geometry->GetBound(transform);
     const bool clipX = -kStripLimit > bound.left || bound.right >= kStripLimit;
     const bool clipY = -kStripLimit > bound.top || bound.bottom >= kStripLimit;
     if (clipX || clipY) {
         // Far-reaching paths are rare: the general chain serves them.
+        FpuState fpuState;
         Rasterizer rasterizer(clip, kRasterTolerance, adjustRectangles, std::move(sink));
         const std::shared_ptr<Rasterizer> last(std::shared_ptr<Rasterizer>(), &rasterizer);
         const std::shared_ptr<GeometrySink> head = MakeRasterizationChain(*geometry, transform, last);
@@ -49,8 +47,7 @@ void RasterizeGeometry(std::shared_ptr<Geometry> geometry, const Matrix& transfo
 }
 
 void RasterizeWithinReach(const Matrix& transform, const Rect<float>& clip, bool adjustRectangles,
-                          std::shared_ptr<RasterizationSink> sink,
-                          const std::function<void(const std::shared_ptr<GeometrySink>&)>& send) {
+                          std::shared_ptr<RasterizationSink> sink, const PathSender& send) {
     FpuState fpuState;
     // The stages live only for this call and nobody keeps them, so they stay
     // on the stack; the pointers handed down the chain own nothing.

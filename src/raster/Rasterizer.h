@@ -6,7 +6,6 @@
 
 #include <boost/pool/object_pool.hpp>
 
-#include <functional>
 #include <memory>
 #include <vector>
 
@@ -154,12 +153,27 @@ constexpr float kRasterTolerance = 0.25f;
 // clipped coordinates stays below 2^23.
 constexpr float kStripLimit = 32535.0f;
 
+// A callable that sends a path to the sink it is handed, borrowed for one
+// call: neither copied nor stored, so captures of any size cost nothing.
+class PathSender {
+public:
+    template <class F>
+    PathSender(const F& f)  // NOLINT: implicit, so that lambdas pass as they are
+        : callable(&f), call([](const void* c, const std::shared_ptr<GeometrySink>& sink) {
+              (*static_cast<const F*>(c))(sink);
+          }) {}
+    void operator()(const std::shared_ptr<GeometrySink>& sink) const { call(callable, sink); }
+
+private:
+    const void* callable;
+    void (*call)(const void*, const std::shared_ptr<GeometrySink>&);
+};
+
 // What RasterizeGeometry does for a path within kStripLimit on both axes:
 // send gives the path to the sink it is handed, a Transformer in front of a
 // rasterizer, or the rasterizer itself under the identity.
 void RasterizeWithinReach(const Matrix& transform, const Rect<float>& clip, bool adjustRectangles,
-                          std::shared_ptr<RasterizationSink> sink,
-                          const std::function<void(const std::shared_ptr<GeometrySink>&)>& send);
+                          std::shared_ptr<RasterizationSink> sink, const PathSender& send);
 
 // The chain of stages that RasterizeGeometry runs a geometry through, ending
 // in the rasterizer: a Transformer unless the transform is the identity, then

@@ -183,10 +183,7 @@ bool RasterizeStrokedRectangle(const Geometry& geometry, const Matrix& transform
         }
         head->EndFigureClose();
     };
-    // Handed over through a single reference, which std::function keeps in
-    // place: the many captures of send would cost an allocation per stroke.
-    RasterizeWithinReach(transform, clip, adjustRectangles, sink,
-                         [&send](const std::shared_ptr<GeometrySink>& head) { send(head); });
+    RasterizeWithinReach(transform, clip, adjustRectangles, sink, send);
     return true;
 }
 

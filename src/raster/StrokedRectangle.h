@@ -20,10 +20,11 @@ namespace Graphics {
 // that the rasterizer would build, that the replacement cannot change any
 // pixel's coverage: the transform keeps the sides vertical and horizontal,
 // the outer figure crosses the rows of the triangles with just two vertical
-// edges that enclose them, three sample columns clear of them (the stepping
-// of an edge never strays that far from the edge), and with the winding that
-// the triangles add to. Straight runs of the outer figure go as single
-// edges. The coverage of every pixel, and the rows reported, then come out
+// edges of opposite windings, each triangle's first and last sample columns
+// lie between those edges, and the triangle adds the winding the outer edges
+// give there. Nothing lies where the rasterizer folds points at the clip's
+// sides, and the plain rectangle gives edges of its own. Straight runs of the
+// outer figure go as single edges. The coverage of every pixel, and the rows reported, then come out
 // the same; only where two edges meet at one x may a row be split into two
 // runs of equal coverage instead of one, which a sink painting a single
 // colour cannot tell.

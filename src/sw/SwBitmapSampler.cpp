@@ -968,7 +968,8 @@ GRAPHICS_SAMPLER_AVX2_INLINE __m256i _Lerp8High(__m256i x8, __m256i y8, __m256i 
 // _LinearTableRun for word formats at full opacity, eight pixels at a time
 // where each pixel's right neighbour lies just behind it in memory; other
 // groups of eight go through _LinearTableRun. The very integer steps of
-// _Lerp4, in 256-bit registers: the same pixels.
+// _Lerp4, in 256-bit registers: the same pixels. Returns the pixels done:
+// all of them, unless there are fewer than four.
 template <class P>
 __attribute__((target("avx2"))) int _LinearTablePairsAvx2(const int32_t* a, const int32_t* b,
                                                           const int32_t* weight, int count, int consecutive,
@@ -994,7 +995,7 @@ __attribute__((target("avx2"))) int _LinearTablePairsAvx2(const int32_t* a, cons
     // Groups of eight pixels; the last few pixels go as the end of one more
     // group, overlapping the one before.
     int next = 0;
-    while (next + 8 <= count || (next < count && count >= 8)) {
+    while (next < count) {
         const int i = next + 8 <= count ? next : count - 8;
         next = i + 8;
         // Over consecutive columns the eight pixels and their neighbours are
@@ -1039,11 +1040,19 @@ __attribute__((target("avx2"))) int _LinearTablePairsAvx2(const int32_t* a, cons
         const __m256i v = _mm256_or_si256(_mm256_packus_epi16(lo, hi), alpha);
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(destination + 4 * static_cast<ptrdiff_t>(i)), v);
     }
-    const int i = next;
-    return i + _LinearTableRun<P, true>(a + i, b + i, weight + i, count - i, row0, row1, wy, 256u, colors,
-                                        destination + 4 * static_cast<ptrdiff_t>(i));
+    return count;
 }
 #endif
+
+template <SwExtend::Proc ExtendY>
+GRAPHICS_SAMPLER_INLINE uint32_t SwBitmapSampler::LinearRows(float py, const unsigned char** upper,
+                                                            const unsigned char** lower) const {
+    const int ty = _Truncate(py);
+    const uint32_t wy = _Fraction(py, ty);
+    *upper = GetRowPointer(ExtendY(height, ty));
+    *lower = wy != 0 ? GetRowPointer(ExtendY(height, ty + 1)) : *upper;
+    return wy;
+}
 
 template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
 bool SwBitmapSampler::SpanAxisTable(int x0, int count, float px, float py, unsigned char* destination) const {
@@ -1067,17 +1076,16 @@ bool SwBitmapSampler::SpanAxisRows(int x0, int x1, int y0, int rows, unsigned ch
 #ifdef GRAPHICS_SAMPLER_SSE2
         const float px = static_cast<float>(y0) * matrix.m21 + fx * matrix.m11 + matrix.dx;
         const int tx = _Truncate(px);
-        const uint32_t wx = Linear ? _Fraction(px, tx) : 0u;
-        if (Linear && P::kVector && matrix.m21 == 0.0f && rows >= 4 && wx <= 255u) {
+        if (Linear && P::kVector && matrix.m21 == 0.0f && rows >= 4 && _Fraction(px, tx) <= 255u) {
             // A lone column, four rows at a time: px, its weight and its two
             // columns are the same on every row (fy * m21 is a zero), and
             // _Lerp4 gives _Bilinear's packed steps. A weight of 0 makes a
             // lerp return its first word, so the steps that _Bilinear skips
-            // may run; the row below is read where its weight is 0 too, but
-            // it is a row of the image all the same. A weight beyond 255
+            // may run. A weight beyond 255
             // comes from a position too far out for a fraction (or not
             // finite); such a column takes the scalar steps, which make of
             // it what a span does.
+            const uint32_t wx = _Fraction(px, tx);
             const int xa = ExtendX(width, tx);
             const int xb = wx != 0 ? ExtendX(width, tx + 1) : xa;
             const uint32_t op = static_cast<uint32_t>(opacity);
@@ -1090,10 +1098,7 @@ bool SwBitmapSampler::SpanAxisRows(int x0, int x1, int y0, int rows, unsigned ch
                 alignas(16) int wy[4];
                 for (int k = 0; k < 4; ++k) {
                     const float py = static_cast<float>(y0 + r + k) * matrix.m22 + fx * matrix.m12 + matrix.dy;
-                    const int ty = _Truncate(py);
-                    wy[k] = static_cast<int>(_Fraction(py, ty));
-                    upper[k] = GetRowPointer(ExtendY(height, ty));
-                    lower[k] = GetRowPointer(ExtendY(height, ty + 1));
+                    wy[k] = static_cast<int>(LinearRows<ExtendY>(py, &upper[k], &lower[k]));
                 }
                 auto fetch = [&](const unsigned char* const* rowsOf, int x) {
                     return _mm_setr_epi32(static_cast<int>(P::Get(rowsOf[0], x, colors)),
@@ -1138,10 +1143,7 @@ bool SwBitmapSampler::SpanAxisRows(int x0, int x1, int y0, int rows, unsigned ch
             const int n = std::min(kChunk, rows - r0);
             for (int k = 0; k < n; ++k) {
                 const float py = static_cast<float>(y0 + r0 + k) * matrix.m22 + fx * matrix.m12 + matrix.dy;
-                const int ty = _Truncate(py);
-                wy[k] = _Fraction(py, ty);
-                upper[k] = GetRowPointer(ExtendY(height, ty));
-                lower[k] = wy[k] != 0 ? GetRowPointer(ExtendY(height, ty + 1)) : upper[k];
+                wy[k] = LinearRows<ExtendY>(py, &upper[k], &lower[k]);
             }
             for (int k = 0; k < n; ++k)
                 LinearFromTable<P>(*table, count, upper[k], lower[k], wy[k], destination + stride * (r0 + k));
@@ -1157,12 +1159,11 @@ bool SwBitmapSampler::SpanAxisRows(int x0, int x1, int y0, int rows, unsigned ch
 }
 
 template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
-void SwBitmapSampler::SpanFromTable(const ColumnTable& columns, int count, float py,
+void SwBitmapSampler::SpanFromTable(const ColumnTable& table, int count, float py,
                                     unsigned char* destination) const {
-    const ColumnTable* table = &columns;
     const uint32_t op = static_cast<uint32_t>(opacity);
     const uint32_t* colors = paletteColors;
-    const int32_t* a = table->a;
+    const int32_t* a = table.a;
     int i = 0;
 
     if (!Linear) {
@@ -1171,7 +1172,7 @@ void SwBitmapSampler::SpanFromTable(const ColumnTable& columns, int count, float
             // The words as they are, alpha forced where the format has none;
             // four columns in a row are one copy.
             const uint32_t alpha = std::is_same<P, _ARGB8p>::value ? 0u : 0xFF000000u;
-            if (count <= table->consecutive && alpha == 0u) {
+            if (count <= table.consecutive && alpha == 0u) {
                 std::memcpy(destination, row + 4 * static_cast<ptrdiff_t>(a[0]), 4 * static_cast<size_t>(count));
                 return;
             }
@@ -1204,11 +1205,9 @@ void SwBitmapSampler::SpanFromTable(const ColumnTable& columns, int count, float
         return;
     }
 
-    const int ty = _Truncate(py);
-    const uint32_t wy = _Fraction(py, ty);
-    const unsigned char* row0 = GetRowPointer(ExtendY(height, ty));
-    const unsigned char* row1 = wy != 0 ? GetRowPointer(ExtendY(height, ty + 1)) : row0;
-    LinearFromTable<P>(*table, count, row0, row1, wy, destination);
+    const unsigned char *row0, *row1;
+    const uint32_t wy = LinearRows<ExtendY>(py, &row0, &row1);
+    LinearFromTable<P>(table, count, row0, row1, wy, destination);
 }
 
 template <class P>
@@ -1289,11 +1288,9 @@ void SwBitmapSampler::SpanAxisRun(int i0, int i1, float px, float py, unsigned c
         return;
     }
 
-    const int ty = _Truncate(py);
-    const uint32_t wy = _Fraction(py, ty);
-    const unsigned char* row0 = GetRowPointer(ExtendY(height, ty));
     // The second row is read only where its weight is not 0.
-    const unsigned char* row1 = wy != 0 ? GetRowPointer(ExtendY(height, ty + 1)) : row0;
+    const unsigned char *row0, *row1;
+    const uint32_t wy = LinearRows<ExtendY>(py, &row0, &row1);
 #ifdef GRAPHICS_SAMPLER_SSE2
     if (P::kVector && count - i >= 4 && _ExactSteps(px, m11, count - i)) {
         const float p1 = px + m11;

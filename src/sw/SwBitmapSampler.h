@@ -160,6 +160,10 @@ private:
     template <class P>
     void LinearFromTable(const ColumnTable& table, int count, const unsigned char* row0, const unsigned char* row1,
                          uint32_t wy, unsigned char* destination) const;
+    // The rows a bilinear sample at height py reads, and the weight of the
+    // lower one, which is the upper one again where that weight is 0.
+    template <SwExtend::Proc ExtendY>
+    uint32_t LinearRows(float py, const unsigned char** upper, const unsigned char** lower) const;
     // FillRows for the matrices of SpanAxis: where every row of the span
     // would take the table route, the table is found once.
     template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>

@@ -40,16 +40,8 @@ public:
     // Returns false, having written nothing, where the source has no faster
     // way than FillSpan per row, or where it reads memory in
     // [avoidBegin, avoidEnd) (pixels a caller writes while the rows wait).
-    virtual bool FillRows(int x0, int x1, int y0, int rows, unsigned char* destination, std::ptrdiff_t stride,
-                          const void* avoidBegin, const void* avoidEnd) {
-        (void)x0;
-        (void)x1;
-        (void)y0;
-        (void)rows;
-        (void)destination;
-        (void)stride;
-        (void)avoidBegin;
-        (void)avoidEnd;
+    virtual bool FillRows(int /*x0*/, int /*x1*/, int /*y0*/, int /*rows*/, unsigned char* /*destination*/,
+                          std::ptrdiff_t /*stride*/, const void* /*avoidBegin*/, const void* /*avoidEnd*/) {
         return false;
     }
 
