@@ -3,22 +3,21 @@
 #include <cstring>
 
 #include "Graphics/Brush.h"
-#include "sw/SwBitmapSampler.h"
 
 namespace Graphics {
 
 SwBitmapColorSource::SwBitmapColorSource(std::shared_ptr<BitmapBrush> brush, const Matrix& placement) {
     if (!brush) return;
-    m_Sampler = std::make_shared<SwBitmapSampler>(brush->GetBitmap(), brush->GetExtendModeX(), brush->GetExtendModeY(),
-                                                  brush->GetInterpolationMode(), brush->GetOpacity(),
-                                                  SurfaceToSourceMatrix(brush->GetTransform(), placement));
+    m_Sampler.emplace(brush->GetBitmap(), brush->GetExtendModeX(), brush->GetExtendModeY(),
+                      brush->GetInterpolationMode(), brush->GetOpacity(),
+                      SurfaceToSourceMatrix(brush->GetTransform(), placement));
 }
 
 SwBitmapColorSource::SwBitmapColorSource(std::shared_ptr<BitmapSource> bitmap, const Matrix& bitmapToSurface,
-                                         float opacity)
-    : m_Sampler(std::make_shared<SwBitmapSampler>(std::move(bitmap), ExtendMode::Clamp, ExtendMode::Clamp,
-                                                  InterpolationMode::Nearest, opacity,
-                                                  SurfaceToSourceMatrix(bitmapToSurface))) {}
+                                         float opacity) {
+    m_Sampler.emplace(std::move(bitmap), ExtendMode::Clamp, ExtendMode::Clamp, InterpolationMode::Nearest, opacity,
+                      SurfaceToSourceMatrix(bitmapToSurface));
+}
 
 SwBitmapColorSource::~SwBitmapColorSource() = default;
 

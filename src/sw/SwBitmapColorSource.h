@@ -1,15 +1,16 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "Graphics/Types.h"
+#include "sw/SwBitmapSampler.h"
 #include "sw/SwColorSource.h"
 
 namespace Graphics {
 
 class BitmapBrush;
 class BitmapSource;
-class SwBitmapSampler;
 
 // Paints a bitmap through a sampler that reads it under an affine matrix.
 class SwBitmapColorSource : public SwColorSource {
@@ -28,7 +29,7 @@ public:
                   const void* avoidBegin, const void* avoidEnd) override;
     void ExpectSpans(int x0, int x1) override;
 
-    const SwBitmapSampler* GetSampler() const { return m_Sampler.get(); }
+    const SwBitmapSampler* GetSampler() const { return m_Sampler ? &*m_Sampler : nullptr; }
 
     // The matrix that takes a surface pixel to a source pixel position, for a
     // bitmap placed by `brushTransform` on a surface addressed through
@@ -39,8 +40,9 @@ public:
     // The same for a bitmap placed directly on the surface.
     static Matrix SurfaceToSourceMatrix(const Matrix& bitmapToSurface);
 
-protected:
-    std::shared_ptr<SwBitmapSampler> m_Sampler;
+private:
+    // In place, so that a fill makes one allocation for its paint.
+    std::optional<SwBitmapSampler> m_Sampler;
 };
 
 }  // namespace Graphics

@@ -511,7 +511,7 @@ SwBitmapSampler::SwBitmapSampler(std::shared_ptr<BitmapSource> source, ExtendMod
 
     const PixelFormat::Enum format = bitmap->GetPixelFormat();
     if (PixelFormat::IsIndexed(format)) {
-        std::fill(paletteColors, paletteColors + 256, 0u);
+        paletteColors.reset(new uint32_t[256]());
         const unsigned long count = !palette ? 0 : palette->GetCount() < 256 ? palette->GetCount() : 256;
         for (unsigned long i = 0; i < count; ++i) paletteColors[i] = palette->GetColor(i);
     }
@@ -737,7 +737,7 @@ void SwBitmapSampler::SpanAxis(int x0, int x1, int y, unsigned char* destination
     float px = fy * matrix.m21 + fx * m11 + matrix.dx;
     const float py = fy * matrix.m22 + fx * matrix.m12 + matrix.dy;
     const uint32_t op = static_cast<uint32_t>(opacity);
-    const uint32_t* colors = paletteColors;
+    const uint32_t* colors = paletteColors.get();
     const int count = x1 - x0;
 
     // A lone pixel (the partly covered end of a row) is one sample at the
@@ -1089,7 +1089,7 @@ bool SwBitmapSampler::SpanAxisRows(int x0, int x1, int y0, int rows, unsigned ch
             const int xa = ExtendX(width, tx);
             const int xb = wx != 0 ? ExtendX(width, tx + 1) : xa;
             const uint32_t op = static_cast<uint32_t>(opacity);
-            const uint32_t* colors = paletteColors;
+            const uint32_t* colors = paletteColors.get();
             __m128i wxlo, wxhi;
             _Weights4(_mm_set1_epi32(static_cast<int>(wx)), wxlo, wxhi);
             for (; r + 4 <= rows; r += 4) {
@@ -1162,7 +1162,7 @@ template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
 void SwBitmapSampler::SpanFromTable(const ColumnTable& table, int count, float py,
                                     unsigned char* destination) const {
     const uint32_t op = static_cast<uint32_t>(opacity);
-    const uint32_t* colors = paletteColors;
+    const uint32_t* colors = paletteColors.get();
     const int32_t* a = table.a;
     int i = 0;
 
@@ -1214,7 +1214,7 @@ template <class P>
 void SwBitmapSampler::LinearFromTable(const ColumnTable& table, int count, const unsigned char* row0,
                                       const unsigned char* row1, uint32_t wy, unsigned char* destination) const {
     const uint32_t op = static_cast<uint32_t>(opacity);
-    const uint32_t* colors = paletteColors;
+    const uint32_t* colors = paletteColors.get();
     const int32_t* a = table.a;
     const int32_t* b = table.b;
     const int32_t* weight = table.weight;
@@ -1256,7 +1256,7 @@ template <class P, bool Linear, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
 void SwBitmapSampler::SpanAxisRun(int i0, int i1, float px, float py, unsigned char* destination) const {
     const float m11 = matrix.m11;
     const uint32_t op = static_cast<uint32_t>(opacity);
-    const uint32_t* colors = paletteColors;
+    const uint32_t* colors = paletteColors.get();
     const int w = width;
     const int count = i1;
     int i = i0;
@@ -1395,7 +1395,7 @@ GRAPHICS_SAMPLER_INLINE unsigned int SwBitmapSampler::SampleNearest(const Point<
     // Truncation toward zero: all of -1.5 < p < 0.5 lands on 0.
     const int x = ExtendX(width, _Truncate(p.x + 0.5f));
     const int y = ExtendY(height, _Truncate(p.y + 0.5f));
-    return P::Finish(P::Get(GetRowPointer(y), x, paletteColors), static_cast<uint32_t>(opacity));
+    return P::Finish(P::Get(GetRowPointer(y), x, paletteColors.get()), static_cast<uint32_t>(opacity));
 }
 
 template <class P, SwExtend::Proc ExtendX, SwExtend::Proc ExtendY>
@@ -1404,7 +1404,7 @@ GRAPHICS_SAMPLER_INLINE unsigned int SwBitmapSampler::SampleLinear(const Point<f
     const int h = height;
     const uint32_t v = _Bilinear<P>(
         p, [w](int x) { return ExtendX(w, x); }, [h](int y) { return ExtendY(h, y); },
-        [this](int x, int y) { return P::Get(GetRowPointer(y), x, paletteColors); });
+        [this](int x, int y) { return P::Get(GetRowPointer(y), x, paletteColors.get()); });
     return P::Finish(v, static_cast<uint32_t>(opacity));
 }
 
@@ -1433,7 +1433,7 @@ unsigned int SwBitmapSampler::SampleHighQualityL(const Point<float>& p) const {
 template <class P>
 GRAPHICS_SAMPLER_INLINE uint32_t SwBitmapSampler::ResampleX(const FilterRange& range, const unsigned char* row) const {
     typename P::Sum sum;
-    const uint32_t* colors = paletteColors;
+    const uint32_t* colors = paletteColors.get();
     if (range.startWeight != 0) sum.Add(range.startWeight, P::GetRaw(row, range.start, colors));
     const uint32_t scale = static_cast<uint32_t>(filter->scaleX);
     if (scale != 0 && range.end - range.start > 1)

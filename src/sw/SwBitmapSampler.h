@@ -227,8 +227,9 @@ private:
     Sampling sampling = SamplingNone;
     // The palette as read by the indexed formats, padded with transparent
     // black so that no index byte can read past it. Other formats never read
-    // it, so it is filled for indexed formats only.
-    uint32_t paletteColors[256];
+    // it, so only indexed formats have one: the sampler then stays small
+    // enough for the allocator's fast path, made as it is for every fill.
+    std::unique_ptr<uint32_t[]> paletteColors;
     static constexpr int kColumnTables = 4;
     mutable ColumnTable columnTables[kColumnTables];
     mutable int columnTableNext = 0;

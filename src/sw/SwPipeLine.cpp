@@ -27,6 +27,16 @@ namespace Graphics {
 
 namespace {
 
+// The scratch rows of the last pipeline on the thread, kept for the next:
+// a pipeline is made for every fill, and the rows of a wide target are too
+// large for the allocator's fast path. Taken out while a pipeline uses them,
+// so that a pipeline made inside another gets rows of its own.
+struct _SpareScratch {
+    std::unique_ptr<uint32_t[]> words;
+    std::size_t count = 0;
+};
+thread_local _SpareScratch t_SpareScratch;
+
 // Words in the block of rows that RunFusedBlocks fills at once: 16 KB.
 const int kRowBlockWords = 4096;
 
@@ -107,7 +117,14 @@ SwPipeLine::SwPipeLine(std::shared_ptr<Geometry> g, const Rect<int>& rectangle)
 SwPipeLine::~SwPipeLine() {
     // The operations go first: some of them hold locks on the planes.
     operations.clear();
-    delete[] scratch;
+    // Rows of up to 64 K words (a target about 50 000 pixels wide) are kept.
+    constexpr std::size_t kMostKept = std::size_t(1) << 16;
+    if (scratch && scratchCapacity <= kMostKept && scratchCapacity > t_SpareScratch.count) {
+        t_SpareScratch.words.reset(scratch);
+        t_SpareScratch.count = scratchCapacity;
+    } else {
+        delete[] scratch;
+    }
 }
 
 void SwPipeLine::EnsureScratch(bool zeroed) {
@@ -121,7 +138,15 @@ void SwPipeLine::EnsureScratch(bool zeroed) {
     }
     // The fused steps write every word they read, so they skip the
     // clearing; the operations start from zeros.
-    scratch = zeroed ? new uint32_t[words]() : new uint32_t[words];
+    if (t_SpareScratch.count >= words) {
+        scratch = t_SpareScratch.words.release();
+        scratchCapacity = t_SpareScratch.count;
+        t_SpareScratch.count = 0;
+        if (zeroed) std::fill(scratch, scratch + words, 0u);
+    } else {
+        scratch = zeroed ? new uint32_t[words]() : new uint32_t[words];
+        scratchCapacity = words;
+    }
     scratchZeroed = zeroed;
     sourceColor = scratch;
     sourceShape = reinterpret_cast<unsigned char*>(scratch + width);

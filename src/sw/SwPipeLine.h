@@ -25,8 +25,10 @@ class SwColorSource;
 // rasterizer delivers it runs its operations over that span, stage by stage.
 // The unit of work is one run of pixels on one row with one coverage value;
 // the two scratch rows hold one full row of the constructor's rectangle and
-// are the only allocations of the span loop. They share one block, made when
-// a span first needs them: a solid fill that runs fused needs neither.
+// are the only allocations of the span loop. They share one block, taken
+// when a span first needs them (a solid fill that runs fused needs neither)
+// from the one that the thread's last pipeline left behind, where it is
+// large enough.
 //
 // It may live on the stack: the rasterizer only borrows it for Execute.
 class SwPipeLine : public RasterizationSink {
@@ -150,8 +152,10 @@ private:
     std::shared_ptr<BitmapBase> alphaTarget;
     std::shared_ptr<BitmapBase> backdrop;
     int scratchWidth = 1;
-    // The colour row, followed by the shape row.
+    // The colour row, followed by the shape row, in a block of
+    // scratchCapacity words, which may be more than they need.
     uint32_t* scratch = nullptr;
+    std::size_t scratchCapacity = 0;
     bool scratchZeroed = false;
     unsigned char* sourceShape = nullptr;
     uint32_t* sourceColor = nullptr;

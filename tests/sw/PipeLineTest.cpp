@@ -249,6 +249,19 @@ TEST(SwPipeLineTest, LayerPlanesAndShapeFiller) {
     filler.AddShapeFiller();
     filler.AddCoverage(1, Row({{1, 2, 64}, {2, 3, 16}}));
     EXPECT_EQ((Words{0, 0, 0, 0, 0, 255, 63, 0}), Pixels(*filled));
+    // Scratch rows start cleared, also where the thread's last pipeline left its colours in them: without a
+    // colour source the composite lays transparent black, which changes nothing.
+    {
+        SwPipeLine painted(nullptr, Rect<int>(0, 0, 4, 1));
+        Wire(painted, MakePlane(4, 1, PixelFormat::ARGB8p, 0), std::make_shared<TestSource>(0xFF102030u));
+        painted.AddCoverage(0, Row({{0, 4, 64}}));
+    }
+    auto untouched = MakePlane(4, 1, PixelFormat::ARGB8p, 0x80402010u);
+    SwPipeLine bare(nullptr, Rect<int>(0, 0, 4, 1));
+    bare.SetColorTarget(untouched);
+    bare.SetBasicComposite();
+    bare.AddCoverage(0, Row({{0, 4, 64}}));
+    EXPECT_EQ(Words(4, 0x80402010u), Pixels(*untouched));
 }
 
 // The plain Normal fill runs fused, solid or not, and on an exact system-memory bitmap with one lock a row;
