@@ -2,6 +2,7 @@
 
 #include "geometry/BezierFlattener.h"
 #include "geometry/Figure.h"
+#include "geometry/Transformer.h"
 
 #include <cmath>
 #include <utility>
@@ -43,7 +44,6 @@ void _Add(Figure& figure, const Point<float>& p, bool reverse) {
 Pen::Pen(float tolerance_, float width_, LineCap::Enum cap_, LineJoin::Enum join_, float miterLimit_,
          std::shared_ptr<GeometrySink> sink_)
     : tolerance(tolerance_),
-      width(width_),
       cap(cap_),
       join(join_),
       miterLimit(miterLimit_),
@@ -52,11 +52,36 @@ Pen::Pen(float tolerance_, float width_, LineCap::Enum cap_, LineJoin::Enum join
 
 Pen::~Pen() {}
 
+void Pen::SetVisible(const Matrix& m, const Rect<float>& rect) {
+    // What is left out are the offset points of chords, the half width from
+    // their ends; joins and caps are all made as before. Mapped by at most
+    // the matrix's Frobenius norm.
+    const float norm = std::sqrt(m.m11 * m.m11 + m.m12 * m.m12 + m.m21 * m.m21 + m.m22 * m.m22);
+    const float reach = std::fabs(halfWidth) * norm;
+    culling = std::isfinite(reach) && std::isfinite(m.dx) && std::isfinite(m.dy);
+    toDevice = m;
+    visible = rect;
+    // A pixel's worth more, for the rounding of offsets and of the mapping.
+    deviceReach = reach + 1.0f;
+}
+
+unsigned Pen::Beyond(const Point<float>& p) const {
+    const Point<float> d = Transformer::Map(toDevice, p);
+    // The mapping's float error grows with the size of its terms; a point is
+    // out of reach only beyond that as well. NaN compares false: not beyond.
+    const float terms = std::fabs(toDevice.m21 * p.y) + std::fabs(toDevice.m11 * p.x) + std::fabs(toDevice.m22 * p.y) +
+                        std::fabs(toDevice.m12 * p.x) + std::fabs(toDevice.dx) + std::fabs(toDevice.dy);
+    const float slack = deviceReach + (terms + deviceReach) * (1.0f / 1048576.0f);
+    return (d.x + slack < visible.left ? 1u : 0u) | (d.x - slack > visible.right ? 2u : 0u) |
+           (d.y + slack < visible.top ? 4u : 0u) | (d.y - slack > visible.bottom ? 8u : 0u);
+}
+
 void Pen::SetFillRule(FillRule::Enum) {}
 
 void Pen::BeginFigure(const Point<float>& point) {
     startPoint = point;
     currentPoint = point;
+    runBeyond = kBeyondUnknown;
 }
 
 void Pen::LineTo(const Point<float>& point) {
@@ -80,6 +105,24 @@ Point<float> Pen::GetOffsetVector(const Point<float>& a, const Point<float>& b) 
 
 void Pen::AdvanceTo(const Point<float>& p, bool joinHere) {
     if (std::fabs(currentPoint.x - p.x) <= _Closeness && std::fabs(currentPoint.y - p.y) <= _Closeness) return;
+
+    // A chord inside a curve, out of reach on the same side as every point
+    // since the last chord with sides, gets none (see SetVisible). Chords
+    // that start a join keep theirs, so that the joins spend their round
+    // chords as before.
+    if (culling && !joinHere && hasSides) {
+        if (runBeyond == kBeyondUnknown) runBeyond = Beyond(currentPoint);
+        const unsigned beyond = Beyond(p);
+        if ((runBeyond & beyond) != 0) {
+            runBeyond &= beyond;
+            previousPoint = currentPoint;
+            currentPoint = p;
+            return;
+        }
+        runBeyond = beyond;
+    } else {
+        runBeyond = kBeyondUnknown;
+    }
 
     const Point<float> o = GetOffsetVector(currentPoint, p);
     const Point<float> l0(currentPoint.x + o.x, currentPoint.y + o.y);

@@ -49,6 +49,19 @@ public:
     void LineTo(const Point<float>& point) override;
     void CurveTo(const Point<float>& control1, const Point<float>& control2, const Point<float>& end) override;
 
+    // Lets the pen leave out the sides of curve chords that cannot reach the
+    // visible rectangle: `toDevice` takes the pen's points to the space of
+    // `visible`, where the outline is filled. A run of chords whose points
+    // all lie beyond one side of it, farther than half the width (and than
+    // the float error of the mapping), adds side points only inside that
+    // half-plane. The pen's own state (current, previous, second point)
+    // moves on as before, so every join and cap comes out the same, and
+    // leaving the run's side points out changes the outline by closed loops
+    // inside the half-plane, which wind round no visible point: the fill
+    // stays the same pixel for pixel. Without a finite reach nothing is left
+    // out.
+    void SetVisible(const Matrix& toDevice, const Rect<float>& visible);
+
     // The vector of length half width at a right angle to the segment a to b,
     // pointing to the side called left here: ((a.y - b.y) * s, (b.x - a.x) * s)
     // with s = half width / |b - a|.
@@ -75,8 +88,13 @@ private:
     void FinishOpenFigure();
     void ProcessDegenerateSegment();
 
+    // Which sides of the visible rectangle p lies beyond, out of reach, one
+    // bit each; only under SetVisible.
+    unsigned Beyond(const Point<float>& p) const;
+    // runBeyond before it is worked out for the current point.
+    static constexpr unsigned kBeyondUnknown = 16;
+
     float tolerance;
-    float width;
     LineCap::Enum cap;
     LineJoin::Enum join;
     float miterLimit;
@@ -92,6 +110,15 @@ private:
     bool hasSides = false;
     std::shared_ptr<GeometrySink> sink;
     unsigned long roundChordsLeft = MaxRoundChords;
+    // SetVisible's mapping, its rectangle, and how far the outline reaches
+    // from the path in that space.
+    bool culling = false;
+    Matrix toDevice;
+    Rect<float> visible;
+    float deviceReach = 0.0f;
+    // The sides that every point since the last chord with sides lies
+    // beyond, or kBeyondUnknown.
+    unsigned runBeyond = kBeyondUnknown;
 };
 
 }  // namespace Graphics

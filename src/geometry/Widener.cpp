@@ -2,6 +2,7 @@
 
 #include "Graphics/Exception.h"
 #include "geometry/Dasher.h"
+#include "geometry/GeometryAccess.h"
 #include "geometry/Pen.h"
 
 #include <utility>
@@ -37,6 +38,14 @@ void Widener::LineTo(const Point<float>& point) { head->LineTo(point); }
 
 void Widener::CurveTo(const Point<float>& control1, const Point<float>& control2, const Point<float>& end) {
     head->CurveTo(control1, control2, end);
+}
+
+void WidenWithin(const Geometry& geometry, float width, const StrokeParameters& parameters, float tolerance,
+                 const Matrix& toDevice, const Rect<float>& visible, std::shared_ptr<GeometrySink> sink) {
+    if (!sink || geometry.IsEmpty()) return;
+    Widener widener(tolerance, width, parameters, std::move(sink));
+    widener.SetVisible(toDevice, visible);
+    GeometryAccess::GetShape(geometry).SendToSink(std::shared_ptr<GeometrySink>(std::shared_ptr<GeometrySink>(), &widener));
 }
 
 }  // namespace Graphics

@@ -23,10 +23,19 @@ public:
     void LineTo(const Point<float>& point) override;
     void CurveTo(const Point<float>& control1, const Point<float>& control2, const Point<float>& end) override;
 
+    // See Pen::SetVisible.
+    void SetVisible(const Matrix& toDevice, const Rect<float>& visible) { pen.SetVisible(toDevice, visible); }
+
 private:
     Pen pen;
     // The pen, or a Dasher in front of it.
     std::shared_ptr<GeometrySink> head;
 };
+
+// Geometry::Widen for an outline that will be filled into `visible` after
+// `toDevice`: the same pixels there, without the sides of curve chords that
+// cannot reach it (see Pen::SetVisible).
+void WidenWithin(const Geometry& geometry, float width, const StrokeParameters& parameters, float tolerance,
+                 const Matrix& toDevice, const Rect<float>& visible, std::shared_ptr<GeometrySink> sink);
 
 }  // namespace Graphics

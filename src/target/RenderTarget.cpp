@@ -4,6 +4,7 @@
 #include "Graphics/Geometry.h"
 #include "Graphics/Gradient.h"
 #include "geometry/GeometryAccess.h"
+#include "geometry/Widener.h"
 #include "target/Rotation.h"
 
 #include <algorithm>
@@ -252,6 +253,10 @@ void RenderTarget::StrokeGeometry(std::shared_ptr<Geometry> geometry, std::share
                                   const StrokeParameters& parameters) {
     if (_IsEmpty(geometry)) return;
     const Matrix m = m_Implementation->GetTransform();
+    // The target's pixels and a margin: curves far outside need no sides.
+    const Size<int> size = m_Implementation->GetSize();
+    const Rect<float> visible(-1.0f, -1.0f, static_cast<float>(size.width) + 1.0f,
+                              static_cast<float>(size.height) + 1.0f);
 
     if (width == 0.0f) {
         // A hairline is one device line of constant thickness: widen in
@@ -259,7 +264,7 @@ void RenderTarget::StrokeGeometry(std::shared_ptr<Geometry> geometry, std::share
         std::shared_ptr<Geometry> device = std::make_shared<Geometry>();
         geometry->Transform(m, device);
         std::shared_ptr<Geometry> outline = std::make_shared<Geometry>();
-        device->Widen(0.75f, parameters, 0.25f, outline);
+        WidenWithin(*device, 0.75f, parameters, 0.25f, Matrix::Identity(), visible, outline);
         _TransformRestore restore(*m_Implementation, m);
         m_Implementation->SetTransform(Matrix::Identity());
         FillGeometry(std::move(outline), std::move(brush));
@@ -272,7 +277,7 @@ void RenderTarget::StrokeGeometry(std::shared_ptr<Geometry> geometry, std::share
     const float tolerance = 0.25f / std::sqrt(d);
     const float w = std::max(tolerance + tolerance, width);
     std::shared_ptr<Geometry> outline = _TakeOutline();
-    geometry->Widen(w, parameters, tolerance, outline);
+    WidenWithin(*geometry, w, parameters, tolerance, m, visible, outline);
     FillGeometry(outline, std::move(brush));
     _KeepOutline(std::move(outline));
 }

@@ -1,6 +1,10 @@
 #include "TargetTestSupport.h"
+#include "geometry/GeometryAccess.h"
+#include "geometry/Widener.h"
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
 
 using namespace Graphics;
 using namespace TargetTest;
@@ -161,4 +165,78 @@ TEST(StrokeCommands, EllipsesCirclesRoundRectanglesAndOddInput) {
         const Matrix after = canvas.target.GetTransform();
         EXPECT_EQ(std::memcmp(&after, &before, sizeof after), 0);
     }
+}
+
+// Curve chords beyond the target's reach get no sides; the pixels must be those of the whole outline (the public
+// Widen, which leaves nothing out) filled the same way. Curves cross the edges and run far beyond them, under
+// rotations and scales, wide and thin, hairlines included, with every join and cap at the curves' ends.
+TEST(StrokeCommands, CurvesBeyondTheTargetPaintAsTheWholeOutline) {
+    // The stroke's pixels, after checking them against the whole outline's.
+    auto strokeAsWhole = [](const std::shared_ptr<Geometry>& geometry, const Matrix& m, float width,
+                            const StrokeParameters& stroke) {
+        Canvas stroked(40, 32), whole(40, 32);
+        stroked.target.SetTransform(m);
+        stroked.target.StrokeGeometry(geometry, Solid(0xFF3080C0u), width, stroke);
+        auto outline = std::make_shared<Geometry>();
+        if (width == 0.0f) {
+            auto device = std::make_shared<Geometry>();
+            geometry->Transform(m, device);
+            device->Widen(0.75f, stroke, 0.25f, outline);
+        } else {
+            const float tolerance = 0.25f / std::sqrt(std::fabs(m.m11 * m.m22 - m.m12 * m.m21));
+            geometry->Widen(std::max(tolerance + tolerance, width), stroke, tolerance, outline);
+            whole.target.SetTransform(m);
+        }
+        whole.target.FillGeometry(outline, Solid(0xFF3080C0u));
+        const std::vector<unsigned int> words = stroked.Words();
+        EXPECT_EQ(words, whole.Words());
+        return words;
+    };
+    std::mt19937 random(11u);
+    std::uniform_real_distribution<float> coordinate(-150.0f, 190.0f), unit(0.0f, 1.0f);
+    auto point = [&] { return Point<float>(coordinate(random), coordinate(random)); };
+    int painted = 0;
+    for (int round = 0; round < 240 && !HasFailure(); ++round) {
+        auto geometry = std::make_shared<Geometry>();
+        geometry->BeginFigure(point());
+        for (int i = 0, n = 1 + static_cast<int>(random() % 4); i < n; ++i) {
+            if (random() % 3 == 0) {
+                geometry->LineTo(point());
+            } else {
+                const Point<float> a = point(), b = point();
+                geometry->CurveTo(a, b, point());
+            }
+        }
+        random() % 2 ? geometry->EndFigureClose() : geometry->EndFigure();
+        const float angle = 6.2831855f * unit(random), scale = 0.3f + 2.0f * unit(random);
+        const Matrix m(scale * std::cos(angle), scale * std::sin(angle), -scale * std::sin(angle),
+                       scale * std::cos(angle), 40.0f * unit(random), 30.0f * unit(random));
+        const float width = random() % 6 == 0 ? 0.0f : 0.5f + 24.0f * unit(random);
+        StrokeParameters stroke;
+        stroke.join = static_cast<LineJoin::Enum>(random() % 3);
+        stroke.cap = static_cast<LineCap::Enum>(random() % 3);
+        stroke.miterLimit = random() % 2 ? 4.0f : 40.0f;
+        const std::vector<unsigned int> words = strokeAsWhole(geometry, m, width, stroke);
+        painted += std::count(words.begin(), words.end(), 0u) != static_cast<long>(words.size());
+        if (HasFailure()) ADD_FAILURE() << "round " << round;
+    }
+    EXPECT_GT(painted, 120);
+    // Lines keep their sides: a sharp turn far right of the target sends its miter back into it.
+    auto zigzag = std::make_shared<Geometry>();
+    zigzag->BeginFigure(Point<float>(200.0f, 0.0f));
+    zigzag->LineTo(Point<float>(70.0f, 12.0f));
+    zigzag->LineTo(Point<float>(200.0f, 24.0f));
+    zigzag->EndFigure();
+    StrokeParameters miter;
+    miter.miterLimit = 40.0f;
+    EXPECT_NE(0u, strokeAsWhole(zigzag, Matrix(), 10.0f, miter)[12 * 40 + 39]);
+
+    // A rounded rectangle upside down has corner curves some 1e29 long. Beyond the target they add no sides
+    // chord by chord; the whole outline would have tens of millions of points.
+    auto huge = std::make_shared<Geometry>();
+    huge->RoundRectangle(Rect<float>(-0.5f, 2.19115e29f, 0.0f, 0.0f), 0.0f, 0.0f);
+    auto outline = std::make_shared<Geometry>();
+    WidenWithin(*huge, 1.0f, StrokeParameters(), 0.25f, Matrix(), Rect<float>(-1, -1, 41, 31), outline);
+    EXPECT_FALSE(outline->IsEmpty());
+    EXPECT_LT(GeometryAccess::GetShape(*outline).CountPoints(), 100u);
 }
