@@ -188,7 +188,8 @@ void SwPipeLine::SetColorTarget(std::shared_ptr<BitmapBase> bitmap) {
     if (bitmap) FitBoundTo(*bitmap, 4);
     // Exactly a system-memory bitmap, not something derived from one that
     // may do more in its locks.
-    plainTarget = bitmap && typeid(*bitmap) == typeid(SysMemBitmap);
+    const BitmapBase* plane = bitmap.get();
+    plainTarget = plane && typeid(*plane) == typeid(SysMemBitmap);
     colorTarget = bitmap;
     AddOperation(MakeOperation(targetColorSlot, std::move(bitmap)));
 }
