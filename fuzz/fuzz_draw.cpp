@@ -6,67 +6,36 @@
 // nothing may crash, hang or touch memory it does not own.
 
 #include "Graphics/Graphics.h"
+#include "FuzzInput.h"
 
 #include <cstdint>
-#include <cstring>
 #include <exception>
 #include <memory>
 #include <vector>
 
 using namespace Graphics;
+using FuzzInput::Reader;
 
 namespace {
 
-class Reader {
-public:
-    Reader(const uint8_t* d, size_t n) : data(d), size(n) {}
-    bool Empty() const { return pos >= size; }
-    uint8_t Byte() { return pos < size ? data[pos++] : 0; }
-    int Pick(int n) { return Byte() % n; }
-    float Float() {
-        // Most values are small halves, so that shapes land on the target;
-        // the rest are any bit pattern, NaN and infinities included.
-        const uint8_t style = Byte();
-        if (style < 176) return static_cast<float>(static_cast<int8_t>(Byte())) * 0.5f;
-        if (style < 200) return static_cast<float>(Byte()) / 64.0f;
-        float f = 0.0f;
-        uint8_t raw[4] = {Byte(), Byte(), Byte(), Byte()};
-        std::memcpy(&f, raw, 4);
-        return f;
-    }
-    Point<float> P() {
-        const float x = Float();
-        return Point<float>(x, Float());
-    }
-    Rect<float> R() {
-        const Point<float> a = P();
-        const Point<float> b = P();
-        return Rect<float>(a.x, a.y, b.x, b.y);
-    }
-    Matrix M() {
-        // One value at a time: argument evaluation order differs between
-        // compilers. Mostly near a scaled translation, sometimes anything.
-        float v[6];
-        for (float& f : v) f = Float();
-        if (Byte() < 192) {
-            v[0] = 1.0f + v[0] / 64.0f;
-            v[3] = 1.0f + v[3] / 64.0f;
-            v[1] /= 64.0f;
-            v[2] /= 64.0f;
-        }
-        return Matrix(v[0], v[1], v[2], v[3], v[4], v[5]);
-    }
-    uint32_t Word() {
-        uint32_t w = 0;
-        for (int i = 0; i < 4; ++i) w = (w << 8) | Byte();
-        return w;
-    }
+Rect<float> ReadRect(Reader& in) {
+    const Point<float> a = in.P();
+    const Point<float> b = in.P();
+    return Rect<float>(a.x, a.y, b.x, b.y);
+}
 
-private:
-    const uint8_t* data;
-    size_t size;
-    size_t pos = 0;
-};
+// Mostly near a scaled translation, sometimes anything.
+Matrix ReadMatrix(Reader& in) {
+    float v[6];
+    for (float& f : v) f = in.Float();
+    if (in.Byte() < 192) {
+        v[0] = 1.0f + v[0] / 64.0f;
+        v[3] = 1.0f + v[3] / 64.0f;
+        v[1] /= 64.0f;
+        v[2] /= 64.0f;
+    }
+    return Matrix(v[0], v[1], v[2], v[3], v[4], v[5]);
+}
 
 std::shared_ptr<Geometry> MakeGeometry(Reader& in) {
     auto geometry = std::make_shared<Geometry>();
@@ -86,15 +55,15 @@ std::shared_ptr<Geometry> MakeGeometry(Reader& in) {
                 break;
             }
             case 4: geometry->EndFigureClose(); break;
-            case 5: geometry->Rectangle(in.R()); break;
+            case 5: geometry->Rectangle(ReadRect(in)); break;
             case 6: {
                 if (++curves > 3) break;
-                geometry->Ellipse(in.R());
+                geometry->Ellipse(ReadRect(in));
                 break;
             }
             case 7: {
                 if (++curves > 3) break;
-                const Rect<float> r = in.R();
+                const Rect<float> r = ReadRect(in);
                 const float rx = in.Float();
                 geometry->RoundRectangle(r, rx, in.Float());
                 break;
@@ -157,7 +126,7 @@ std::shared_ptr<Brush> MakeBrush(Reader& in) {
             brush = bitmapBrush;
         }
     }
-    if (in.Byte() & 1) brush->SetTransform(in.M());
+    if (in.Byte() & 1) brush->SetTransform(ReadMatrix(in));
     if (in.Byte() & 1) brush->SetOpacity(in.Float());
     return brush;
 }
@@ -175,12 +144,12 @@ StrokeParameters MakeStroke(Reader& in) {
 
 void Step(Reader& in, RenderTarget& target) {
     switch (in.Pick(14)) {
-        case 0: target.SetTransform(in.M()); break;
+        case 0: target.SetTransform(ReadMatrix(in)); break;
         case 1: target.SetBlendMode(static_cast<BlendMode::Enum>(in.Pick(16))); break;
         case 2: target.SetInterpolationMode(static_cast<InterpolationMode::Enum>(in.Pick(3))); break;
         case 3: target.SetStrokeAdjustment(in.Byte() & 1); break;
         case 4: in.Byte() & 1 ? target.PushState() : target.PopState(); break;
-        case 5: in.Byte() & 1 ? target.ClipRectangle(in.R()) : target.ClipGeometry(MakeGeometry(in)); break;
+        case 5: in.Byte() & 1 ? target.ClipRectangle(ReadRect(in)) : target.ClipGeometry(MakeGeometry(in)); break;
         case 6:
         case 7: {
             auto geometry = MakeGeometry(in);
@@ -205,7 +174,7 @@ void Step(Reader& in, RenderTarget& target) {
             target.DrawGradient(gradient, in.Float());
             break;
         }
-        case 12: target.InvertRectangle(in.R()); break;
+        case 12: target.InvertRectangle(ReadRect(in)); break;
         case 13: target.Clear(in.Word()); break;
     }
 }

@@ -5,41 +5,16 @@
 
 #include "Graphics/Geometry.h"
 #include "Graphics/Rasterizer.h"
+#include "FuzzInput.h"
 
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 
 using namespace Graphics;
+using FuzzInput::Reader;
 
 namespace {
-
-class Reader {
-public:
-    Reader(const uint8_t* d, size_t n) : data(d), size(n) {}
-    bool Empty() const { return pos >= size; }
-    uint8_t Byte() { return pos < size ? data[pos++] : 0; }
-    float Float() {
-        // One byte picks a coordinate style, so that small, huge and
-        // non-finite values all turn up often.
-        const uint8_t style = Byte();
-        if (style < 160) return static_cast<float>(static_cast<int8_t>(Byte())) * 0.5f;
-        float f = 0.0f;
-        uint8_t raw[4] = {Byte(), Byte(), Byte(), Byte()};
-        std::memcpy(&f, raw, 4);
-        return f;
-    }
-    Point<float> P() {
-        const float x = Float();
-        return Point<float>(x, Float());
-    }
-
-private:
-    const uint8_t* data;
-    size_t size;
-    size_t pos = 0;
-};
 
 class CheckingSink : public RasterizationSink {
 public:
