@@ -31,11 +31,7 @@ namespace {
 // a pipeline is made for every fill, and the rows of a wide target are too
 // large for the allocator's fast path. Taken out while a pipeline uses them,
 // so that a pipeline made inside another gets rows of its own.
-struct _SpareScratch {
-    std::unique_ptr<uint32_t[]> words;
-    std::size_t count = 0;
-};
-thread_local _SpareScratch t_SpareScratch;
+thread_local SwPipeLine::ScratchBlock t_SpareScratch;
 
 // Words in the block of rows that RunFusedBlocks fills at once: 16 KB.
 const int kRowBlockWords = 4096;
@@ -119,37 +115,31 @@ SwPipeLine::~SwPipeLine() {
     operations.clear();
     // Rows of up to 64 K words (a target about 50 000 pixels wide) are kept.
     constexpr std::size_t kMostKept = std::size_t(1) << 16;
-    if (scratch && scratchCapacity <= kMostKept && scratchCapacity > t_SpareScratch.count) {
-        t_SpareScratch.words.reset(scratch);
-        t_SpareScratch.count = scratchCapacity;
-    } else {
-        delete[] scratch;
-    }
+    if (scratch.count <= kMostKept && scratch.count > t_SpareScratch.count) t_SpareScratch = std::move(scratch);
 }
 
 void SwPipeLine::EnsureScratch(bool zeroed) {
     const std::size_t width = static_cast<std::size_t>(scratchWidth);
     // Rounded up to whole words for the shape row behind the colours.
     const std::size_t words = width + (width + 3) / 4;
-    if (scratch) {
-        if (zeroed && !scratchZeroed) std::fill(scratch, scratch + words, 0u);
+    if (scratch.words) {
+        if (zeroed && !scratchZeroed) std::fill(scratch.words.get(), scratch.words.get() + words, 0u);
         scratchZeroed = scratchZeroed || zeroed;
         return;
     }
     // The fused steps write every word they read, so they skip the
     // clearing; the operations start from zeros.
     if (t_SpareScratch.count >= words) {
-        scratch = t_SpareScratch.words.release();
-        scratchCapacity = t_SpareScratch.count;
+        scratch = std::move(t_SpareScratch);
         t_SpareScratch.count = 0;
-        if (zeroed) std::fill(scratch, scratch + words, 0u);
+        if (zeroed) std::fill(scratch.words.get(), scratch.words.get() + words, 0u);
     } else {
-        scratch = zeroed ? new uint32_t[words]() : new uint32_t[words];
-        scratchCapacity = words;
+        scratch.words.reset(zeroed ? new uint32_t[words]() : new uint32_t[words]);
+        scratch.count = words;
     }
     scratchZeroed = zeroed;
-    sourceColor = scratch;
-    sourceShape = reinterpret_cast<unsigned char*>(scratch + width);
+    sourceColor = scratch.words.get();
+    sourceShape = reinterpret_cast<unsigned char*>(sourceColor + width);
     context.sourceShape = sourceShape;
     context.sourceColor = sourceColor;
 }

@@ -34,6 +34,12 @@ class SwColorSource;
 class SwPipeLine : public RasterizationSink {
 public:
     typedef OperationContext::Params Params;
+    // A block of scratch words, and how many; the thread keeps the last
+    // pipeline's for the next.
+    struct ScratchBlock {
+        std::unique_ptr<uint32_t[]> words;
+        std::size_t count = 0;
+    };
 
     SwPipeLine(std::shared_ptr<Geometry> geometry, const Rect<int>& rectangle);
     ~SwPipeLine() override;
@@ -152,10 +158,9 @@ private:
     std::shared_ptr<BitmapBase> alphaTarget;
     std::shared_ptr<BitmapBase> backdrop;
     int scratchWidth = 1;
-    // The colour row, followed by the shape row, in a block of
-    // scratchCapacity words, which may be more than they need.
-    uint32_t* scratch = nullptr;
-    std::size_t scratchCapacity = 0;
+    // The colour row, followed by the shape row; the block may be larger
+    // than they need.
+    ScratchBlock scratch;
     bool scratchZeroed = false;
     unsigned char* sourceShape = nullptr;
     uint32_t* sourceColor = nullptr;
